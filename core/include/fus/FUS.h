@@ -1,0 +1,116 @@
+#pragma once
+
+#include "fus/Board.h"
+#include "fus/Export.h"
+#include "fus/GProtocol.h"
+#include "fus/Version.h"
+
+#include <memory>
+
+namespace fus {
+
+class FUSListener;
+class Generator;
+
+/// The one object through which an application reaches the hardware: a process-wide singleton that
+/// owns the `Generator`, the connection, and the thread that delivers events to listeners.
+///
+/// Every operation may be called from any thread, listeners included.
+class FUS_API FUS {
+public:
+    FUS(const FUS&) = delete;
+    FUS& operator=(const FUS&) = delete;
+
+    /// Starts the library: the log, the network layer, the singleton and its event sender. Calls
+    /// after the first do nothing.
+    static void init();
+    /// The singleton; starts the library if need be. It lives to the end of the process.
+    static FUS& getInstance();
+    /// Ends the library's work: removes all listeners, disconnects, stops the event sender. Blocks
+    /// until a listener that is running has returned. Later events are dropped.
+    static void exit();
+    static bool isInitialized();
+
+    /// Connects to a generator: pings it, opens the TCP connection, reads what the generator is,
+    /// and from protocol 3.0 on its limits and measures. An open connection is closed first.
+    ///
+    /// @param host      name or dotted address
+    /// @param port      usually 1670
+    /// @param timeoutMs bounds the ping, the TCP connect, and every later blocking read and write
+    ///                  of the connection, each by itself [ms]
+    /// @return false, after log lines that say why, when there is no such generator; true and a
+    ///         `ConnectEvent` otherwise
+    ///
+    /// Throws `ERR_CONFIG` when the generator's measures can't be read, and `ERR_SOCKET_WRITE`
+    /// when the link breaks in the middle.
+    bool connect(const char* host, unsigned short port, unsigned timeoutMs);
+
+    /// Stops what runs, closes the connection, and sends a `ConnectEvent` with reason 0. `Board`
+    /// and `Measure` handles are dead afterwards. Does nothing but log without a connection, or
+    /// when another thread is disconnecting.
+    void disconnect();
+
+    /// Whether a connection object exists. A link that failed stays connected in this sense until
+    /// the event sender has closed it; commands fail with `ERR_NOT_CONNECTED` meanwhile.
+    bool isConnected() const;
+
+    Generator& getGenerator();
+
+    /// Bytes sent and received by the socket of this connection; 0 without one.
+    unsigned getTotalSent() const;
+    unsigned getTotalReceived() const;
+
+    /// Time that commands wait for an answer [ms], 5000 at start. One value for the process.
+    unsigned getDefaultAnswerTimeout() const;
+    /// Sets it, rounded up to a multiple of 200, at least 200. 0x0FFFFFFF (without limit) is
+    /// refused with false; 0x0FFFFFFE changes nothing.
+    bool setDefaultAnswerTimeout(unsigned ms);
+
+    /// Turns the checks before sending on (the state at start) or off.
+    void setSecureMode(bool on);
+    bool isInSecureMode() const;
+
+    /// The text by which the generator described itself; null without a connection. It lives until
+    /// the disconnect.
+    const char* getInitString() const;
+
+    // --- description; `ERR_NOT_CONNECTED` without an open connection -----------------------------
+
+    Version getProtocolVersion() const;
+    /// `ERR_INDEX` for a type above `BOARD_MECHANICS`; the null version for a board that is absent.
+    Version getFirmwareVersion(gprotocol::BoardType type) const;
+    Version getHardwareVersion(gprotocol::BoardType type) const;
+    /// Boards of a type that are in use.
+    unsigned getBoardCount(gprotocol::BoardType type) const;
+    /// Boards of a type that are plugged in.
+    unsigned getDetectedBoardCount(gprotocol::BoardType type) const;
+    /// A handle of the board at a position (not an address), below `getDetectedBoardCount(type)`;
+    /// else `ERR_INDEX`. Handles are dead after a disconnect.
+    Board getBoard(gprotocol::BoardType type, unsigned index) const;
+    BoardUPB getBoardUPB() const;
+    BoardSNT getBoardSNT(unsigned index) const;
+    BoardAMP getBoardAMP(unsigned index) const;
+    BoardMOT getBoardMOT() const;
+    /// What is connected; `GEN_UNKNOWN` without a connection or before protocol 3.
+    gprotocol::GenType simulatorType() const;
+
+    // --- listeners -------------------------------------------------------------------------------
+
+    /// Adds a listener, once. It stays the caller's and must outlive its registration.
+    void registerListener(FUSListener* listener);
+    /// Removes a listener; returns how many entries were removed. A delivery that is under way is
+    /// not waited for.
+    unsigned unregisterListener(FUSListener* listener);
+    void clearListeners();
+
+private:
+    friend class FUSAccess;
+    class Private;
+
+    FUS();
+    ~FUS();
+
+    std::unique_ptr<Private> m_private;
+};
+
+} // namespace fus

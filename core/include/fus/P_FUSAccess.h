@@ -1,0 +1,28 @@
+#pragma once
+
+#include "fus/FUS.h"
+
+#include <memory>
+
+namespace fus {
+
+class Connection;
+class FUSEvent;
+
+/// What only the library, its Python module and its tests may do with `FUS`.
+class FUSAccess {
+public:
+    /// The open connection: `ERR_NOT_CONNECTED` if there is none, or if its link is dead.
+    static std::shared_ptr<Connection> getConnection(FUS& fus);
+    /// The connection, dead or alive: `ERR_NOT_CONNECTED` only if there is none.
+    static std::shared_ptr<const Connection> getConstConnection(const FUS& fus);
+    /// The protocol number of the connected generator, major * 100 + minor.
+    static unsigned protocolVersion(const FUS& fus);
+    static void disconnectSocket(FUS& fus, int reason);
+    static void notifyListeners(FUS& fus, FUSEvent* event);
+    /// Waits until no listener is being called and returns true, or false after the time-out [ms].
+    /// For a caller that has removed its listeners and is about to pull the ground from under them.
+    static bool waitForListeners(FUS& fus, unsigned timeoutMs);
+};
+
+} // namespace fus
