@@ -1,0 +1,44 @@
+# What every target of this project is compiled with: the warnings, the sanitizers, and source
+# names without the directories of the machine that built it.
+
+add_library(fus_options INTERFACE)
+
+if(MSVC)
+    target_compile_options(fus_options INTERFACE /W4 /utf-8 /permissive-)
+    target_compile_definitions(fus_options INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
+    if(FUS_WERROR)
+        target_compile_options(fus_options INTERFACE /WX)
+    endif()
+else()
+    target_compile_options(fus_options INTERFACE
+        -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wno-format-nonliteral)
+    if(FUS_WERROR)
+        target_compile_options(fus_options INTERFACE -Werror)
+    endif()
+endif()
+
+if(FUS_SANITIZE)
+    string(REPLACE ";" "," FUS_SANITIZE_LIST "${FUS_SANITIZE}")
+    target_compile_options(fus_options INTERFACE
+        -fsanitize=${FUS_SANITIZE_LIST} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    target_link_options(fus_options INTERFACE -fsanitize=${FUS_SANITIZE_LIST})
+endif()
+
+# __FILE__ goes into log lines and exceptions, so it is the bare file name. GCC takes the last map
+# that fits, so a directory comes after the one that holds it.
+function(fus_map_file_names target)
+    if(MSVC)
+        return()
+    endif()
+    target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+    foreach(directory core/include/fus core/src core/src/platform simulator/include/fussim
+            simulator/src python/src)
+        target_compile_options(${target} PRIVATE
+            "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/${directory}/=")
+    endforeach()
+endfunction()
+
+function(fus_configure_target target)
+    target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:fus_options>)
+    fus_map_file_names(${target})
+endfunction()
