@@ -111,13 +111,17 @@ private:
     }
 
     void store32(unsigned char* b, std::uint32_t value) const {
-        const std::uint32_t swapped = value << 24U | (value & 0xFF00U) << 8U |
-                                      (value >> 8U & 0xFF00U) | value >> 24U;
-        const std::uint32_t v = m_order == NETWORK ? swapped : value;
-        b[0] = static_cast<unsigned char>(v);
-        b[1] = static_cast<unsigned char>(v >> 8U);
-        b[2] = static_cast<unsigned char>(v >> 16U);
-        b[3] = static_cast<unsigned char>(v >> 24U);
+        if (m_order == NETWORK) {
+            b[0] = static_cast<unsigned char>(value >> 24U);
+            b[1] = static_cast<unsigned char>(value >> 16U);
+            b[2] = static_cast<unsigned char>(value >> 8U);
+            b[3] = static_cast<unsigned char>(value);
+            return;
+        }
+        b[0] = static_cast<unsigned char>(value);
+        b[1] = static_cast<unsigned char>(value >> 8U);
+        b[2] = static_cast<unsigned char>(value >> 16U);
+        b[3] = static_cast<unsigned char>(value >> 24U);
     }
 
     std::unique_ptr<unsigned char[]> m_data;
