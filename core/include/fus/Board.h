@@ -1,12 +1,12 @@
 #pragma once
 
-#include <cstdint>
-
 #include "fus/Export.h"
 #include "fus/GProtocol.h"
 #include "fus/Mask1D.h"
 #include "fus/Measure.h"
 #include "fus/Version.h"
+
+#include <cstdint>
 
 namespace fus {
 
@@ -73,7 +73,8 @@ public:
 private:
     friend struct HandleMaker;
     explicit BoardUPB(const PrivateBoardUPB* board);
-    const PrivateBoardUPB& data() const;
+
+    const PrivateBoardUPB* m_upb;
 };
 
 /// A synthesizer board.
@@ -89,7 +90,8 @@ public:
 private:
     friend struct HandleMaker;
     explicit BoardSNT(const PrivateBoardSNT* board);
-    const PrivateBoardSNT& data() const;
+
+    const PrivateBoardSNT* m_snt;
 };
 
 /// An amplifier board.
@@ -106,7 +108,8 @@ public:
 private:
     friend struct HandleMaker;
     explicit BoardAMP(const PrivateBoardAMP* board);
-    const PrivateBoardAMP& data() const;
+
+    const PrivateBoardAMP* m_amp;
 };
 
 /// The board of the mechanical system.
@@ -116,4 +119,4 @@ private:
     explicit BoardMOT(const PrivateBoardMOT* board);
 };
 
-}  // namespace fus
+} // namespace fus

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <cstdint>
-
 #include "fus/Export.h"
 #include "fus/GProtocol.h"
+
+#include <cstdint>
 
 namespace fus {
 
@@ -35,7 +35,7 @@ public:
 
     /// Always 0.
     std::uint32_t minADCValue() const;
-    /// 255 for one byte, 65535 for two, and 0 for four: a caller must not take it for a limit there.
+    /// 255 for one byte, 65535 for two, and 0 for four, where it must not be taken for a limit.
     std::uint32_t maxADCValue() const;
 
     /// The physical value [unit()] of a raw one; 0.0 for a measure without a polynomial (all
@@ -52,4 +52,4 @@ private:
     const PrivateMeasure* m_measure;
 };
 
-}  // namespace fus
+} // namespace fus

@@ -1,18 +1,18 @@
 #pragma once
 
+#include "fus/GProtocol.h"
+#include "fus/Mask1D.h"
+#include "fus/P_PrivateBoard.h"
+#include "fus/Version.h"
+
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include "fus/Export.h"
-#include "fus/GProtocol.h"
-#include "fus/Mask1D.h"
-#include "fus/P_PrivateBoard.h"
-#include "fus/Version.h"
 
 namespace fus {
 
@@ -66,9 +66,9 @@ enum TimingIndex : unsigned {
 constexpr unsigned TIMING_TOTAL = 15;
 
 /// "NB_CHANNELS"...; "NB_???" for a value outside the enumeration.
-FUS_API const char* countName(unsigned index);
+const char* countName(unsigned index);
 /// "TIME_MAX_RAMP"...; "TIME_???" for a value outside the enumeration.
-FUS_API const char* timingName(unsigned index);
+const char* timingName(unsigned index);
 
 /// What getFlag() takes.
 enum FlagType : unsigned { FLAG_MULTIPLEXER = 0, FLAG_TRIGGER_INPUT = 1 };
@@ -111,7 +111,7 @@ public:
 /// the connection; read by any thread afterwards, without a lock. Counts, timings and the boards'
 /// status may also be written later. Boards are owned here and die at reset(), and so at the next
 /// load() and at destruction.
-class FUS_API GeneratorConfig {
+class GeneratorConfig {
 public:
     GeneratorConfig();
     ~GeneratorConfig();
@@ -172,7 +172,8 @@ public:
     /// A feature of the processor board, by FlagType. Throws ERR_NOT_CONNECTED without a board, and
     /// ERR_INDEX for another flag.
     bool getFlag(unsigned flagType) const;
-    /// By VersionType; `nullVersion` where there is no such board. Throws ERR_INDEX for another type.
+    /// By VersionType; `nullVersion` where there is no such board. Throws ERR_INDEX for another
+    /// type.
     Version getVersion(unsigned versionType) const;
 
     /// Throws ERR_ARGUMENT where there is no such board.
@@ -211,18 +212,28 @@ private:
 
     void readV2(const Config& ini);
     void readV2Processor(const ConfigSection& hardware, const ConfigSection& version);
-    void readV2Synthesizers(const ConfigSection& hardware, const ConfigSection& version, Tally& tally);
-    void readV2Amplifiers(const ConfigSection& hardware, const ConfigSection& version, Tally& tally);
+    void readV2Synthesizers(const ConfigSection& hardware, const ConfigSection& version,
+                            Tally& tally);
+    void readV2Amplifiers(const ConfigSection& hardware, const ConfigSection& version,
+                          Tally& tally);
 
     void readV3(const Config& ini);
     void readV3Processor(const ConfigSection& section);
     void readV3Synthesizers(const Config& ini, const std::vector<unsigned>& channels, Tally& tally);
     void readV3Amplifiers(const Config& ini, const std::vector<unsigned>& channels, Tally& tally);
 
-    template <class BoardT> BoardT& addBoard(unsigned address, bool active);
+    template <class BoardT> BoardT& addBoard(unsigned address, bool active) {
+        auto owned = std::make_unique<BoardT>();
+        BoardT& board = *owned;
+        board.address = static_cast<std::uint16_t>(address);
+        board.active = active;
+        m_boards.push_back(std::move(owned));
+        return board;
+    }
     void addToRack(PrivateBoardSNT& board, Tally& tally);
     void addToRack(PrivateBoardAMP& board, Tally& tally);
     void setProtocol(const Version& version);
+    void setProtocolFromFirmware();
     void fillCounts(const Tally& tally);
     void readTimings(const ConfigSection& section);
     const ConfigSection& mandatorySection(const Config& ini, const char* name) const;
@@ -234,7 +245,6 @@ private:
 
     PrivateBoard* findRecord(unsigned hwid, unsigned address) const;
     PrivateBoard& existingRecord(unsigned hwid, unsigned address) const;
-    PrivateBoard* recordAt(unsigned hwid, unsigned index) const;
     [[noreturn]] static void throwCountIndex(unsigned index);
     [[noreturn]] static void throwTimingIndex(unsigned index);
 
@@ -258,4 +268,4 @@ private:
     std::array<std::atomic<std::uint32_t>, TIMING_TOTAL> m_timings;
 };
 
-}  // namespace fus
+} // namespace fus

@@ -1,14 +1,13 @@
 #pragma once
 
-#include <atomic>
-#include <cstdint>
-#include <string>
-
 #include "fus/Board.h"
-#include "fus/Export.h"
 #include "fus/Mask1D.h"
 #include "fus/P_PrivateMeasure.h"
 #include "fus/Version.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
 
 namespace fus {
 
@@ -17,7 +16,7 @@ constexpr std::uint16_t NO_BOARD_ADDRESS = 32;
 
 /// The record of one physical board. Written while the connection is set up, constant afterwards,
 /// save for the status.
-class FUS_API PrivateBoard {
+class PrivateBoard {
 public:
     explicit PrivateBoard(std::uint32_t hardwareId) : hwid(hardwareId) {}
     PrivateBoard(const PrivateBoard&) = delete;
@@ -37,7 +36,7 @@ public:
     MeasureList boardMeasures;
 };
 
-class FUS_API PrivateBoardUPB final : public PrivateBoard {
+class PrivateBoardUPB final : public PrivateBoard {
 public:
     PrivateBoardUPB();
 
@@ -47,7 +46,7 @@ public:
     bool hasMultiplexer = false;
 };
 
-class FUS_API PrivateBoardSNT final : public PrivateBoard {
+class PrivateBoardSNT final : public PrivateBoard {
 public:
     PrivateBoardSNT();
 
@@ -57,7 +56,7 @@ public:
     bool hasWatchdogErrorDetection = false;
 };
 
-class FUS_API PrivateBoardAMP final : public PrivateBoard {
+class PrivateBoardAMP final : public PrivateBoard {
 public:
     PrivateBoardAMP();
 
@@ -67,7 +66,7 @@ public:
     bool hasPowerSupplyControl = false;
 };
 
-class FUS_API PrivateBoardMOT final : public PrivateBoard {
+class PrivateBoardMOT final : public PrivateBoard {
 public:
     PrivateBoardMOT();
 };
@@ -82,4 +81,4 @@ struct HandleMaker {
     static Measure measure(const PrivateMeasure& record) { return Measure(&record); }
 };
 
-}  // namespace fus
+} // namespace fus
