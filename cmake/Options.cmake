@@ -12,6 +12,9 @@ if(MSVC)
 else()
     target_compile_options(fus_options INTERFACE
         -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wformat=2 -Wno-format-nonliteral)
+    # Conversions of measures are compared bit by bit, so that no compiler may fuse their
+    # multiplications into their additions, as it would by default where the processor can.
+    target_compile_options(fus_options INTERFACE -ffp-contract=off)
     if(FUS_WERROR)
         target_compile_options(fus_options INTERFACE -Werror)
     endif()

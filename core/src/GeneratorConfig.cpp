@@ -24,7 +24,8 @@ PrivateBoard* findByAddress(const std::vector<BoardT*>& rack, unsigned address) 
     return nullptr;
 }
 
-template <class List> auto& itemAt(const List& boards, unsigned index) {
+template <class List>
+auto& itemAt(const List& boards, unsigned index) {
     if (index >= boards.size()) {
         FUS_THROW_INDEX("board index", index, boards.size());
     }

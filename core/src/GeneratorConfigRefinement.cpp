@@ -12,8 +12,8 @@ template <class Store>
 void readFromProcessor(ParameterSource& source, std::uint16_t parameter, const char* name,
                        Store store) {
     try {
-        store(static_cast<std::uint32_t>(
-            source.readParam(gprotocol::HWID_PROCESSOR, 0, parameter)));
+        store(
+            static_cast<std::uint32_t>(source.readParam(gprotocol::HWID_PROCESSOR, 0, parameter)));
     } catch (const FUSException&) {
         FUS_LOG(ERROR, "Can not initialize %s from UPB %s, using default.", name,
                 gprotocol::boardParameterName(parameter));
@@ -35,9 +35,8 @@ void GeneratorConfig::refine(ParameterSource& source) {
 void GeneratorConfig::refineCounts(ParameterSource& source) {
     for (const CountRow& row : COUNTS) {
         if (row.parameter != NO_PARAMETER) {
-            readFromProcessor(source, row.parameter, row.name, [&](std::uint32_t value) {
-                setCount(row.index, value);
-            });
+            readFromProcessor(source, row.parameter, row.name,
+                              [&](std::uint32_t value) { setCount(row.index, value); });
         }
     }
 }
@@ -48,9 +47,8 @@ void GeneratorConfig::refineTimings(ParameterSource& source) {
         if (row.refinement == TimingRefinement::ZERO) {
             setTiming(row.index, 0);
         } else {
-            readFromProcessor(source, row.parameter, row.name, [&](std::uint32_t value) {
-                setTiming(row.index, value);
-            });
+            readFromProcessor(source, row.parameter, row.name,
+                              [&](std::uint32_t value) { setTiming(row.index, value); });
         }
     }
 }
@@ -76,8 +74,8 @@ void GeneratorConfig::readMechanicsId(ParameterSource& source) {
         return;
     }
     try {
-        m_mot->uniqueID = static_cast<std::uint32_t>(source.readParam(
-            gprotocol::HWID_MECHANICS, m_mot->address, gprotocol::BPARAM_ALL_UID));
+        m_mot->uniqueID = static_cast<std::uint32_t>(
+            source.readParam(gprotocol::HWID_MECHANICS, m_mot->address, gprotocol::BPARAM_ALL_UID));
     } catch (const FUSException&) {
         FUS_LOG(ERROR, "Can not read MOT UID.");
     }

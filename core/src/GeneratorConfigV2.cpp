@@ -46,13 +46,12 @@ std::uint32_t channelsPerBoard(const BoardWords& words, std::uint32_t channels,
         FUS_LOG(ERROR, "Bad config: %sBoardCount=%d, active%sCount=%d, channelsPer%s=%d",
                 words.lower, static_cast<int>(boards), words.upper, static_cast<int>(boards),
                 words.upper, static_cast<int>(perBoard));
-        FUS_THROW_MSG(ERR_CONFIG_PARSE, std::string("Invalid number of channels per ") +
-                                            words.upper + " board.");
+        FUS_THROW_MSG(ERR_CONFIG_PARSE,
+                      std::string("Invalid number of channels per ") + words.upper + " board.");
     }
     if (boards > config.getCount(NB_MAX_BOARD_ADDRESS)) {
         FUS_THROW_MSG(ERR_CONFIG_PARSE, std::string("Too many ") + words.upper + " boards (" +
-                                            std::to_string(boards) +
-                                            ") in generator INI packet.");
+                                            std::to_string(boards) + ") in generator INI packet.");
     }
     return perBoard;
 }

@@ -106,9 +106,8 @@ void GeneratorConfig::readV3(const Config& ini) {
     tally.compositeShots = DEFAULT_COMPOSITE_SHOTS;
     readV3Synthesizers(ini, channelsPerSlot(sntChannels), tally);
     readV3Amplifiers(ini, channelsPerSlot(ampChannels), tally);
-    tally.channels =
-        reconciledChannels(static_cast<unsigned>(m_sntConfiguration.activeCount()),
-                           tally.ampChannels, tally.activeSnt);
+    tally.channels = reconciledChannels(static_cast<unsigned>(m_sntConfiguration.activeCount()),
+                                        tally.ampChannels, tally.activeSnt);
     if (const ConfigSection* section = ini.findSection("MOT00")) {
         m_mot = &addBoard<PrivateBoardMOT>(0, true);
         readIdentity(*section, *m_mot);

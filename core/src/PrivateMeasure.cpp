@@ -14,10 +14,10 @@ namespace fus {
 namespace {
 
 constexpr MeasureKind MEASURE_KINDS[] = {
-    {"vdc", 3010, gprotocol::UNIT_VOLT},   {"idc", 3011, gprotocol::UNIT_AMPERE},
+    {"vdc", 3010, gprotocol::UNIT_VOLT},    {"idc", 3011, gprotocol::UNIT_AMPERE},
     {"tem", 3012, gprotocol::UNIT_CELSIUS}, {"Pfd", 3020, gprotocol::UNIT_WATT},
-    {"Pre", 3021, gprotocol::UNIT_WATT},   {"vrf", 3030, gprotocol::UNIT_VOLT},
-    {"irf", 3031, gprotocol::UNIT_AMPERE}, {"pvi", 3040, gprotocol::UNIT_RADIAN},
+    {"Pre", 3021, gprotocol::UNIT_WATT},    {"vrf", 3030, gprotocol::UNIT_VOLT},
+    {"irf", 3031, gprotocol::UNIT_AMPERE},  {"pvi", 3040, gprotocol::UNIT_RADIAN},
     {"pvr", 3041, gprotocol::UNIT_RADIAN},
 };
 constexpr MeasureKind UNKNOWN_KIND = {"", 0, gprotocol::UNIT_UNKNOWN};

@@ -30,15 +30,15 @@ enum CountIndex : unsigned {
     NB_ACTIVE_AMPLIFIER_BOARDS = 6,
     NB_CHANNELS = 7,
     NB_BUFFERS = 8,
-    NB_MAX_TRAJECTORY_SIZE = 9,   ///< shots in one buffer
-    NB_MAX_COMPOSITE_SHOTS = 10,  ///< shots of a composite trajectory
+    NB_MAX_TRAJECTORY_SIZE = 9,  ///< shots in one buffer
+    NB_MAX_COMPOSITE_SHOTS = 10, ///< shots of a composite trajectory
     NB_POWER_SUPPLIES = 11,
     NB_AMPLIFIER_CURRENTS = 12,
     NB_AMPLIFIER_TEMPERATURES = 13,
     NB_AMPLIFIER_CHANNEL_MEASURES = 14,
     NB_AMPLIFIER_BOARD_MEASURES = 15,
-    NB_AMPLIFIER_CHANNEL_MEASURES_SIZE = 16,  ///< [byte] for one channel
-    NB_AMPLIFIER_BOARD_MEASURES_SIZE = 17,    ///< [byte] for one board
+    NB_AMPLIFIER_CHANNEL_MEASURES_SIZE = 16, ///< [byte] for one channel
+    NB_AMPLIFIER_BOARD_MEASURES_SIZE = 17,   ///< [byte] for one board
     NB_CHANNELS_PER_SLOT = 18,
     NB_MAX_BOARD_ADDRESS = 19,
 };
@@ -58,8 +58,8 @@ enum TimingIndex : unsigned {
     TIME_MIN_REPEAT_SHOT_DELAY_NOTRIG = 8,
     TIME_MIN_TRAJECTORY_DELAY = 9,
     TIME_MAX_TRAJECTORY_DELAY = 10,
-    TIME_MAX_REPEAT_TRAJECTORY_DELAY = 11,  ///< always 0, on purpose
-    TIME_MAX_BOARD_TIMEOUT = 12,            ///< [ms]
+    TIME_MAX_REPEAT_TRAJECTORY_DELAY = 11, ///< always 0, on purpose
+    TIME_MAX_BOARD_TIMEOUT = 12,           ///< [ms]
     TIME_MAX_RAMP = 13,
     TIME_MIN_HEARTBEAT_TIMEOUT = 14,
 };
@@ -222,7 +222,8 @@ private:
     void readV3Synthesizers(const Config& ini, const std::vector<unsigned>& channels, Tally& tally);
     void readV3Amplifiers(const Config& ini, const std::vector<unsigned>& channels, Tally& tally);
 
-    template <class BoardT> BoardT& addBoard(unsigned address, bool active) {
+    template <class BoardT>
+    BoardT& addBoard(unsigned address, bool active) {
         auto owned = std::make_unique<BoardT>();
         BoardT& board = *owned;
         board.address = static_cast<std::uint16_t>(address);

@@ -70,9 +70,8 @@ constexpr std::uint32_t DEFAULT_MIN_HEARTBEAT_TIMEOUT = 50000; // [us]
 /// One row for each timing, the row's position being the index.
 inline constexpr TimingRow TIMINGS[] = {
     {TIME_MIN_SHOOTING, "TIME_MIN_SHOOTING", "min_shot_duration_us", 0, TimingRefinement::ZERO},
-    {TIME_MAX_SHOOTING, "TIME_MAX_SHOOTING", "max_shot_duration_us", 0,
-     TimingRefinement::PARAMETER, gprotocol::BPARAM_UPB_MAX_SHOOTING_DURATION,
-     "max_shot_length_us"},
+    {TIME_MAX_SHOOTING, "TIME_MAX_SHOOTING", "max_shot_duration_us", 0, TimingRefinement::PARAMETER,
+     gprotocol::BPARAM_UPB_MAX_SHOOTING_DURATION, "max_shot_length_us"},
     {TIME_MIN_QUICK_SHOOTING, "TIME_MIN_QUICK_SHOOTING", "min_qshot_duration_us", 0,
      TimingRefinement::ZERO},
     {TIME_MAX_QUICK_SHOOTING, "TIME_MAX_QUICK_SHOOTING", "max_qshot_duration_us", 0,
@@ -103,16 +102,23 @@ inline constexpr TimingRow TIMINGS[] = {
 
 /// The order in which the refinement goes through the timings: it can be seen on the wire.
 inline constexpr TimingIndex TIMING_REFINEMENT_ORDER[] = {
-    TIME_MIN_SHOOTING,          TIME_MAX_SHOOTING,
-    TIME_MIN_TOTAL_SHOT,        TIME_MAX_TOTAL_SHOT,
-    TIME_MIN_TRAJECTORY_DELAY,  TIME_MAX_TRAJECTORY_DELAY,
-    TIME_MIN_QUICK_SHOOTING,    TIME_MAX_QUICK_SHOOTING,
-    TIME_MIN_QUICK_TOTAL_SHOT,  TIME_MIN_REPEAT_TOTAL_SHOT,
-    TIME_MIN_REPEAT_SHOT_DELAY_NOTRIG, TIME_MAX_BOARD_TIMEOUT,
+    TIME_MIN_SHOOTING,
+    TIME_MAX_SHOOTING,
+    TIME_MIN_TOTAL_SHOT,
+    TIME_MAX_TOTAL_SHOT,
+    TIME_MIN_TRAJECTORY_DELAY,
+    TIME_MAX_TRAJECTORY_DELAY,
+    TIME_MIN_QUICK_SHOOTING,
+    TIME_MAX_QUICK_SHOOTING,
+    TIME_MIN_QUICK_TOTAL_SHOT,
+    TIME_MIN_REPEAT_TOTAL_SHOT,
+    TIME_MIN_REPEAT_SHOT_DELAY_NOTRIG,
+    TIME_MAX_BOARD_TIMEOUT,
     TIME_MAX_RAMP,
 };
 
-template <class Row, std::size_t N> constexpr bool rowsStandAtTheirIndex(const Row (&rows)[N]) {
+template <class Row, std::size_t N>
+constexpr bool rowsStandAtTheirIndex(const Row (&rows)[N]) {
     for (std::size_t i = 0; i < N; ++i) {
         if (rows[i].index != i) {
             return false;

@@ -29,10 +29,10 @@ public:
     std::uint32_t CRC = 0;
     std::string buildTime;
     std::string revisionHash;
-    const std::uint32_t hwid;  ///< HWID_PROCESSOR and so on
+    const std::uint32_t hwid; ///< HWID_PROCESSOR and so on
     std::uint16_t address = NO_BOARD_ADDRESS;
     bool active = false;
-    std::atomic<std::uint32_t> status{0};  ///< as last refreshed, from any thread
+    std::atomic<std::uint32_t> status{0}; ///< as last refreshed, from any thread
     MeasureList boardMeasures;
 };
 
@@ -41,7 +41,7 @@ public:
     PrivateBoardUPB();
 
     std::uint32_t bufferCount = 0;
-    std::uint32_t bufferMaxSize = 0;  ///< shots
+    std::uint32_t bufferMaxSize = 0; ///< shots
     bool hasTriggerInput = false;
     bool hasMultiplexer = false;
 };

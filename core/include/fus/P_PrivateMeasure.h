@@ -21,10 +21,10 @@ using Polynomial = std::vector<float>;
 class PrivateMeasure {
 public:
     std::string name;
-    std::uint32_t size = 0;  ///< bytes of one raw value
+    std::uint32_t size = 0; ///< bytes of one raw value
     gprotocol::Unit unit{};
-    std::uint32_t lowerThreshold = 0;  ///< [ADC value]
-    std::uint32_t upperThreshold = 0;  ///< [ADC value]
+    std::uint32_t lowerThreshold = 0; ///< [ADC value]
+    std::uint32_t upperThreshold = 0; ///< [ADC value]
     Polynomial ADCToUnit;
     Polynomial UnitToADC;
 };
@@ -37,7 +37,7 @@ constexpr std::size_t MAX_MEASURES_PER_LIST = 256;
 /// What the name of a measure implies.
 struct MeasureKind {
     const char* name;
-    std::uint32_t typeId;  ///< what a board puts into a measure's definition
+    std::uint32_t typeId; ///< what a board puts into a measure's definition
     gprotocol::Unit unit;
 };
 
@@ -46,7 +46,7 @@ const MeasureKind& findMeasureKind(const char* name);
 
 /// Adds measures of this name and size to a list, the unit being the name's.
 void appendMeasures(MeasureList& list, const std::string& name, std::uint32_t size,
-                            std::size_t count = 1);
+                    std::size_t count = 1);
 
 /// Reads a list such as "2tem2,idc2" (count, name, size) and appends the measures; returns how many
 /// they are. Throws ERR_CONFIG_PARSE when the list would outgrow MAX_MEASURES_PER_LIST.
