@@ -140,6 +140,9 @@ private:
     void requireMeasureIndex(unsigned hwid, unsigned measure) const;
     void requireMeasureList(unsigned hwid) const;
     template <class Visit> void visitBoards(unsigned hwid, Visit visit);
+    std::size_t boardsVisited(unsigned hwid) const;
+    void resizeForBoards(unsigned hwid, FloatArray& values) const;
+    const PrivateMeasure& measureAt(unsigned hwid, unsigned index) const;
 
     unsigned long long readParam(unsigned hwid, unsigned address, unsigned short param) override;
     void readMeasureDefinition(PrivateBoard& board, unsigned index) override;

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "fus/FUS.h"
+#include "fus/Generator.h"
+#include "fus/P_EventSender.h"
+#include "fus/P_Upcalls.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
+namespace fus {
+
+class Connection;
+
+/// The facade's inside: what it owns, and the calls that come up from the lower floors.
+class FUS::Private final : public Upcalls {
+public:
+    Private();
+    ~Private();
+
+    bool connect(const char* host, unsigned short port, unsigned timeoutMs);
+    /// The connection, dead or alive, or null.
+    std::shared_ptr<Connection> connection() const;
+    /// The event sender, or null after `stopEventSender`.
+    std::shared_ptr<EventSender> eventSender() const;
+    /// Ends the event sender; waits for a listener that is running.
+    void stopEventSender();
+    void clearListeners();
+
+    void notifyListeners(FUSEvent* event) override;
+    void disconnectSocket(int reason) override;
+    void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) override;
+    std::shared_ptr<Connection> getConnection() override;
+    bool isConnected() const override;
+    Generator& generator() override { return m_generator; }
+
+private:
+    void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
+    void autoClose(int reason);
+    void waitForDisconnect();
+
+    // held for a whole connect, so that two threads don't connect at once
+    std::mutex m_connectMutex;
+
+    // guarded by m_linkMutex, which is held for a copy or a swap only
+    mutable std::mutex m_linkMutex;
+    std::condition_variable m_disconnected; // bound to m_linkMutex
+    std::shared_ptr<Connection> m_connection;
+    std::shared_ptr<EventSender> m_eventSender;
+    bool m_disconnecting = false;
+
+    Generator m_generator;
+};
+
+} // namespace fus

@@ -1,0 +1,237 @@
+#include "fus/FUS.h"
+
+#include "fus/FUSEvent.h"
+#include "fus/P_Connection.h"
+#include "fus/P_FUSAccess.h"
+#include "fus/P_FUSPrivate.h"
+#include "fus/P_GProtocol.h"
+#include "fus/P_LogMacros.h"
+#include "fus/P_Network.h"
+
+#include <atomic>
+
+namespace fus {
+
+using namespace gprotocol;
+
+namespace {
+
+std::atomic<int> g_initCounter{0};
+
+// Boards, by type, as the tables of counts and versions know them.
+struct TypeRow {
+    CountIndex activeCount;
+    VersionType hardware;
+    VersionType firmware;
+};
+constexpr TypeRow TYPES[] = {
+    {NB_PROCESSOR_BOARDS, VERSION_UPB_HARDWARE, VERSION_UPB_FIRMWARE},
+    {NB_ACTIVE_SYNTHESIZER_BOARDS, VERSION_SNT_HARDWARE, VERSION_SNT_FIRMWARE},
+    {NB_ACTIVE_AMPLIFIER_BOARDS, VERSION_AMP_HARDWARE, VERSION_AMP_FIRMWARE},
+    {NB_MECHANICS_BOARDS, VERSION_MOT_HARDWARE, VERSION_MOT_FIRMWARE},
+};
+constexpr unsigned TYPE_COUNT = sizeof(TYPES) / sizeof(*TYPES);
+
+const TypeRow& typeRow(BoardType type) {
+    const auto index = static_cast<unsigned>(type);
+    if (index >= TYPE_COUNT) {
+        FUS_THROW_INDEX("board type", index, TYPE_COUNT);
+    }
+    return TYPES[index];
+}
+
+template <class Record>
+const Record& boardRecord(const GeneratorConfig& config, unsigned hwid, unsigned index) {
+    return static_cast<const Record&>(config.boardAt(hwid, index));
+}
+
+} // namespace
+
+void FUS::init() {
+    int none = 0;
+    if (!g_initCounter.compare_exchange_strong(none, 1)) {
+        return;
+    }
+    Log::getInstance();
+    Network::getInstance().init();
+    getInstance();
+}
+
+FUS& FUS::getInstance() {
+    if (!isInitialized()) {
+        init();
+    }
+    static FUS instance;
+    return instance;
+}
+
+bool FUS::isInitialized() { return g_initCounter > 0; }
+
+FUS::FUS() : m_private(std::make_unique<Private>()) {}
+
+FUS::~FUS() {
+    try {
+        FUS_LOG(INFO, "    Deleting FUS singleton");
+        m_private->clearListeners();
+        m_private->disconnectSocket(ConnectEvent::REASON_DESTRUCTOR);
+        m_private->stopEventSender();
+        FUS_LOG(VERBOSE, "    FUS::~Private()");
+        m_private.reset();
+    } catch (...) {
+        // nothing may leave a destructor at the end of the process
+    }
+}
+
+void FUS::exit() {
+    if (!isInitialized()) {
+        return;
+    }
+    Private& inside = *getInstance().m_private;
+    FUS_LOG(VERBOSE, "--- Shutting down FUS ---");
+    inside.clearListeners();
+    inside.disconnectSocket(ConnectEvent::REASON_DESTRUCTOR);
+    inside.stopEventSender();
+}
+
+bool FUS::connect(const char* host, unsigned short port, unsigned timeoutMs) {
+    return m_private->connect(host, port, timeoutMs);
+}
+
+void FUS::disconnect() { m_private->disconnectSocket(ConnectEvent::REASON_USER_REQUEST); }
+
+bool FUS::isConnected() const { return m_private->isConnected(); }
+
+Generator& FUS::getGenerator() { return m_private->generator(); }
+
+unsigned FUS::getTotalSent() const {
+    const auto connection = m_private->connection();
+    return connection ? connection->totalSent() : 0;
+}
+
+unsigned FUS::getTotalReceived() const {
+    const auto connection = m_private->connection();
+    return connection ? connection->totalReceived() : 0;
+}
+
+unsigned FUS::getDefaultAnswerTimeout() const { return g_defaultAnswerTimeout; }
+
+bool FUS::setDefaultAnswerTimeout(unsigned ms) {
+    if (ms == TIMEOUT_INFINITE) {
+        return false;
+    }
+    if (ms != TIMEOUT_DEFAULT) {
+        const unsigned long long steps = (ms + (ANSWER_STEP - 1ULL)) / ANSWER_STEP;
+        g_defaultAnswerTimeout = static_cast<unsigned>((steps == 0 ? 1 : steps) * ANSWER_STEP);
+    }
+    return true;
+}
+
+void FUS::setSecureMode(bool on) {
+    m_private->generator().setSecureMode(on);
+    if (const auto connection = m_private->connection()) {
+        connection->setSecureMode(on);
+    }
+}
+
+bool FUS::isInSecureMode() const { return m_private->generator().isInSecureMode(); }
+
+const char* FUS::getInitString() const {
+    const auto connection = m_private->connection();
+    return connection ? connection->lastConfig().iniText().c_str() : nullptr;
+}
+
+Version FUS::getProtocolVersion() const {
+    return FUSAccess::getConstConnection(*this)->config().getVersion(VERSION_PROTOCOL);
+}
+
+Version FUS::getFirmwareVersion(BoardType type) const {
+    return FUSAccess::getConstConnection(*this)->config().getVersion(typeRow(type).firmware);
+}
+
+Version FUS::getHardwareVersion(BoardType type) const {
+    return FUSAccess::getConstConnection(*this)->config().getVersion(typeRow(type).hardware);
+}
+
+unsigned FUS::getBoardCount(BoardType type) const {
+    return FUSAccess::getConstConnection(*this)->config().getCount(typeRow(type).activeCount);
+}
+
+unsigned FUS::getDetectedBoardCount(BoardType type) const {
+    const unsigned hwid = boardTypeToHardwareID(type);
+    return FUSAccess::getConstConnection(*this)->config().boardCount(hwid);
+}
+
+Board FUS::getBoard(BoardType type, unsigned index) const {
+    const unsigned hwid = boardTypeToHardwareID(type);
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return HandleMaker::board(connection->config().boardAt(hwid, index));
+}
+
+BoardUPB FUS::getBoardUPB() const {
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return HandleMaker::board(
+        boardRecord<PrivateBoardUPB>(connection->config(), HWID_PROCESSOR, 0));
+}
+
+BoardSNT FUS::getBoardSNT(unsigned index) const {
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return HandleMaker::board(connection->config().synthesizerAt(index));
+}
+
+BoardAMP FUS::getBoardAMP(unsigned index) const {
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return HandleMaker::board(connection->config().amplifierAt(index));
+}
+
+BoardMOT FUS::getBoardMOT() const {
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return HandleMaker::board(
+        boardRecord<PrivateBoardMOT>(connection->config(), HWID_MECHANICS, 0));
+}
+
+GenType FUS::simulatorType() const {
+    const auto connection = m_private->connection();
+    return connection ? connection->lastConfig().generatorType() : GEN_UNKNOWN;
+}
+
+void FUS::registerListener(FUSListener* listener) {
+    if (const auto sender = m_private->eventSender()) {
+        sender->registerListener(listener);
+    }
+}
+
+unsigned FUS::unregisterListener(FUSListener* listener) {
+    const auto sender = m_private->eventSender();
+    return sender ? sender->unregisterListener(listener) : 0;
+}
+
+void FUS::clearListeners() { m_private->clearListeners(); }
+
+std::shared_ptr<Connection> FUSAccess::getConnection(FUS& fus) {
+    return fus.m_private->getConnection();
+}
+
+std::shared_ptr<const Connection> FUSAccess::getConstConnection(const FUS& fus) {
+    auto connection = fus.m_private->connection();
+    if (!connection) {
+        FUS_THROW(ERR_NOT_CONNECTED);
+    }
+    return connection;
+}
+
+unsigned FUSAccess::protocolVersion(const FUS& fus) {
+    return getConstConnection(fus)->config().protocolNumber();
+}
+
+void FUSAccess::disconnectSocket(FUS& fus, int reason) { fus.m_private->disconnectSocket(reason); }
+
+void FUSAccess::notifyListeners(FUS& fus, FUSEvent* event) {
+    fus.m_private->notifyListeners(event);
+}
+
+bool FUSAccess::waitForListeners(FUS& fus, unsigned timeoutMs) {
+    const auto sender = fus.m_private->eventSender();
+    return !sender || sender->waitIdle(timeoutMs);
+}
+
+} // namespace fus

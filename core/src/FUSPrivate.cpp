@@ -1,0 +1,159 @@
+#include "fus/P_FUSPrivate.h"
+
+#include "fus/FUSEvent.h"
+#include "fus/P_AutoCloseConnectionEvent.h"
+#include "fus/P_Connection.h"
+#include "fus/P_LogMacros.h"
+#include "fus/Utilities.h"
+
+namespace fus {
+
+namespace {
+
+// Covers one wait of the event sender, so that its destructor finds it ended.
+constexpr unsigned SENDER_END_PAUSE = 220; // [ms]
+
+// A step of a disconnect that fails must not keep the later ones from being taken.
+template <class Step> void quietly(Step step) {
+    try {
+        step();
+    } catch (...) {
+        // a FUSException is logged where it was thrown; nothing else is to be said
+    }
+}
+
+} // namespace
+
+FUS::Private::Private() : m_generator(*this) {
+    installUpcalls(this);
+    m_eventSender =
+        std::make_shared<EventSender>([this](int reason) { autoClose(reason); }, nullptr);
+    m_eventSender->start();
+}
+
+FUS::Private::~Private() { installUpcalls(nullptr); }
+
+std::shared_ptr<Connection> FUS::Private::connection() const {
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    return m_connection;
+}
+
+std::shared_ptr<EventSender> FUS::Private::eventSender() const {
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    return m_eventSender;
+}
+
+void FUS::Private::stopEventSender() {
+    const auto sender = eventSender();
+    if (!sender) {
+        return;
+    }
+    sender->requestStop();
+    milliSleep(SENDER_END_PAUSE);
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    m_eventSender.reset(); // freed by `sender`, outside of the lock
+}
+
+void FUS::Private::clearListeners() {
+    if (const auto sender = eventSender()) {
+        sender->clearListeners();
+    }
+}
+
+bool FUS::Private::isConnected() const { return connection() != nullptr; }
+
+std::shared_ptr<Connection> FUS::Private::getConnection() {
+    auto connection = this->connection();
+    if (!connection || !connection->isOpen()) {
+        FUS_THROW(ERR_NOT_CONNECTED);
+    }
+    return connection;
+}
+
+void FUS::Private::notifyListeners(FUSEvent* event) {
+    if (const auto sender = eventSender()) {
+        sender->post(event);
+    } else {
+        delete event;
+    }
+}
+
+void FUS::Private::handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) {
+    m_generator.handleAsyncAnswer(id, type, packet);
+}
+
+bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeoutMs) {
+    const std::lock_guard<std::mutex> alone(m_connectMutex);
+    disconnectSocket(0);
+    waitForDisconnect();
+    if (host == nullptr || *host == '\0' || port == 0) {
+        FUS_LOG(ERROR, "Invalid host address or port");
+        return false;
+    }
+    FUS_LOG(INFO, "Connecting to (%s @ %d) waiting %u ms", host, port, timeoutMs);
+    const auto connection = std::make_shared<Connection>(*this);
+    if (!connection->connect(host, port, timeoutMs)) {
+        return false;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        m_connection = connection;
+    }
+    connection->setSecureMode(m_generator.isInSecureMode());
+    m_generator.onConnect();
+    notifyListeners(new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
+    if (!connection->isOpen()) {
+        // it died before it was stored, so that the event by which it asked to be closed found none
+        notifyListeners(new AutoCloseConnectionEvent);
+    }
+    return true;
+}
+
+// A disconnect of another thread must have let go of the old connection before a new one comes.
+void FUS::Private::waitForDisconnect() {
+    std::unique_lock<std::mutex> lock(m_linkMutex);
+    m_disconnected.wait(lock, [this] { return !m_disconnecting; });
+}
+
+// The link of the connection failed. A new connection may have taken its place since.
+void FUS::Private::autoClose(int reason) {
+    const auto connection = this->connection();
+    if (!connection || !connection->isOpen()) {
+        disconnectSocket(reason);
+    }
+}
+
+void FUS::Private::disconnectSocket(int reason) {
+    std::shared_ptr<Connection> connection;
+    {
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        if (m_disconnecting) {
+            return;
+        }
+        m_disconnecting = true;
+        connection = m_connection;
+    }
+    FUS_LOG(INFO, "Disconnecting (reason=%s)", ConnectEvent::reasonText(reason));
+    if (connection) {
+        closeConnection(connection, reason);
+    }
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    m_disconnecting = false;
+    m_disconnected.notify_all();
+}
+
+void FUS::Private::closeConnection(const std::shared_ptr<Connection>& connection, int reason) {
+    quietly([&] { m_generator.stopTrajectory(); });
+    quietly([&] { connection->close(); });
+    {
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        m_connection.reset();
+    }
+    if (reason != ConnectEvent::REASON_DESTRUCTOR) {
+        quietly([&] {
+            notifyListeners(new ConnectEvent(false, static_cast<ConnectEvent::Reason>(reason)));
+        });
+    }
+}
+
+} // namespace fus
