@@ -9,7 +9,7 @@ function(fus_add_core target python_tag)
     fus_configure_target(${target})
     fus_set_configuration_name(${target} "${python_tag}")
     add_dependencies(${target} fus_build_info)
-    target_compile_definitions(${target} PRIVATE FUS_BUILDING)
+    target_compile_definitions(${target} PRIVATE FUS_BUILD_SHARED)
     target_include_directories(${target}
         PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/core/include>"
         PRIVATE "${PROJECT_SOURCE_DIR}/core/src" "${FUS_BUILD_INFO_DIR}")
