@@ -62,6 +62,7 @@ protected:
 private:
     class CallMark;
 
+
     std::unique_ptr<FUSEvent> takeFirst();
     void process(FUSEvent& event);
     void resolveMotionError(MechMotionEvent& event) const;
