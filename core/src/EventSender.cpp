@@ -123,7 +123,7 @@ bool EventSender::waitIdle(unsigned timeout_ms) {
     return true;
 }
 
-unsigned EventSender::run() {
+std::uint32_t EventSender::run() {
     m_threadId = currentThreadId();
     while (!isStopRequested()) {
         m_queued.wait(1, QUEUE_STEP);

@@ -1,12 +1,15 @@
-#include "RecordingListener.h"
+#include "support/RecordingListener.h"
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
+
+namespace fus::test {
 
 namespace {
 
 template <typename T>
-bool copyAs(const fus::FUSEvent& event, std::shared_ptr<const fus::FUSEvent>& copy) {
+bool copyAs(const FUSEvent& event, std::shared_ptr<const FUSEvent>& copy) {
     const auto* typed = dynamic_cast<const T*>(&event);
     if (typed != nullptr) {
         copy = std::make_shared<T>(*typed);
@@ -14,11 +17,11 @@ bool copyAs(const fus::FUSEvent& event, std::shared_ptr<const fus::FUSEvent>& co
     return typed != nullptr;
 }
 
-std::shared_ptr<const fus::FUSEvent> copyOf(const fus::FUSEvent& event) {
-    std::shared_ptr<const fus::FUSEvent> copy;
-    if (copyAs<fus::ShotEvent>(event, copy) || copyAs<fus::ExecEvent>(event, copy) ||
-        copyAs<fus::ExecStartEvent>(event, copy) || copyAs<fus::ConnectEvent>(event, copy) ||
-        copyAs<fus::MechMotionEvent>(event, copy) || copyAs<fus::MechOriginEvent>(event, copy)) {
+std::shared_ptr<const FUSEvent> copyOf(const FUSEvent& event) {
+    std::shared_ptr<const FUSEvent> copy;
+    if (copyAs<ShotEvent>(event, copy) || copyAs<ExecEvent>(event, copy) ||
+        copyAs<ExecStartEvent>(event, copy) || copyAs<ConnectEvent>(event, copy) ||
+        copyAs<MechMotionEvent>(event, copy) || copyAs<MechOriginEvent>(event, copy)) {
         return copy;
     }
     throw std::logic_error("an event that is not for listeners was delivered");
@@ -28,7 +31,7 @@ std::shared_ptr<const fus::FUSEvent> copyOf(const fus::FUSEvent& event) {
 
 RecordingListener::RecordingListener(Action action) : m_action(std::move(action)) {}
 
-void RecordingListener::handleEvent(fus::FUSEvent* event) {
+void RecordingListener::handleEvent(FUSEvent* event) {
     auto copy = copyOf(*event);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -44,7 +47,7 @@ bool RecordingListener::waitForCount(std::size_t count, std::chrono::millisecond
     return waitFor([count](const Events& events) { return events.size() >= count; }, timeout);
 }
 
-bool RecordingListener::waitForType(fus::FUSEvent::EventType type, std::size_t count,
+bool RecordingListener::waitForType(FUSEvent::EventType type, std::size_t count,
                                     std::chrono::milliseconds timeout) {
     return waitFor(
         [type, count](const Events& events) {
@@ -65,8 +68,8 @@ RecordingListener::Events RecordingListener::events() const {
     return m_events;
 }
 
-std::vector<fus::FUSEvent::EventType> RecordingListener::types() const {
-    std::vector<fus::FUSEvent::EventType> types;
+std::vector<FUSEvent::EventType> RecordingListener::types() const {
+    std::vector<FUSEvent::EventType> types;
     for (const auto& event : events()) {
         types.push_back(event->type());
     }
@@ -77,3 +80,5 @@ void RecordingListener::clear() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_events.clear();
 }
+
+} // namespace fus::test

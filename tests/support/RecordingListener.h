@@ -11,30 +11,32 @@
 #include <mutex>
 #include <vector>
 
+namespace fus::test {
+
 /// Keeps a copy of every event that it gets, and waits for them.
 ///
 /// Unregister it before it dies. The time-outs only bound a failing test; nothing sleeps them out.
-class RecordingListener : public fus::FUSListener {
+class RecordingListener : public FUSListener {
 public:
-    using Events = std::vector<std::shared_ptr<const fus::FUSEvent>>;
+    using Events = std::vector<std::shared_ptr<const FUSEvent>>;
     using Predicate = std::function<bool(const Events&)>;
-    using Action = std::function<void(fus::FUSEvent&)>;
+    using Action = std::function<void(FUSEvent&)>;
 
     static constexpr std::chrono::milliseconds PATIENCE{10000};
 
     /// `action` runs for every event after it was recorded, on the delivering thread, and may throw.
     explicit RecordingListener(Action action = nullptr);
 
-    void handleEvent(fus::FUSEvent* event) override;
+    void handleEvent(FUSEvent* event) override;
 
     bool waitForCount(std::size_t count, std::chrono::milliseconds timeout = PATIENCE);
     /// Waits until `count` events of this type are there.
-    bool waitForType(fus::FUSEvent::EventType type, std::size_t count = 1,
+    bool waitForType(FUSEvent::EventType type, std::size_t count = 1,
                      std::chrono::milliseconds timeout = PATIENCE);
     bool waitFor(const Predicate& predicate, std::chrono::milliseconds timeout = PATIENCE);
 
     Events events() const;
-    std::vector<fus::FUSEvent::EventType> types() const;
+    std::vector<FUSEvent::EventType> types() const;
     void clear();
 
     /// All events of one class, in order.
@@ -55,3 +57,5 @@ private:
     std::condition_variable m_arrived;
     Events m_events; // guarded by m_mutex
 };
+
+} // namespace fus::test

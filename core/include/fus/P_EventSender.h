@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -56,12 +57,10 @@ public:
     /// such a call. The caller must hold nothing that a listener may wait for.
     bool waitIdle(unsigned timeout_ms);
 
-protected:
-    unsigned run() override;
-
 private:
     class CallMark;
 
+    std::uint32_t run() override;
 
     std::unique_ptr<FUSEvent> takeFirst();
     void process(FUSEvent& event);
@@ -87,7 +86,7 @@ private:
     unsigned m_calls = 0;                   // calls begun, wrapping
     Condition m_callEnded;                  // bound to m_listenersMutex
 
-    std::atomic<unsigned> m_threadId{0};  // of run, 0 before it
+    std::atomic<std::uint32_t> m_threadId{0};  // of run, 0 before it
 };
 
 } // namespace fus

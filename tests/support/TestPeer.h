@@ -1,0 +1,58 @@
+#pragma once
+
+#include "fus/ElectronicTrajectory.h"
+#include "fus/P_NetPacket.h"
+#include "fus/P_TimeSlicer.h"
+#include "fus/PhaseShot.h"
+#include "fus/ShotResult.h"
+#include "support/Bytes.h"
+
+namespace fus {
+
+/// What only the generator may do with these classes, for the tests.
+struct TestPeer {
+    static test::Bytes record(const PhaseShot& shot) {
+        NetPacket packet(shot.packetSize());
+        shot.writePacket(packet);
+        return written(packet);
+    }
+
+    static test::Bytes maskBlock(const ElectronicTrajectory& trajectory) {
+        NetPacket packet(64);
+        trajectory.writeMask(packet);
+        return written(packet);
+    }
+
+    static void slice(ElectronicTrajectory& trajectory, const ShotLimits& limits,
+                      gprotocol::ElecExecMode mode) {
+        trajectory.sliceWithin(limits, mode);
+    }
+
+    static unsigned cut(ElectronicTrajectory& trajectory, unsigned index, const TimeSlicer& slicer,
+                        unsigned maxShots) {
+        return trajectory.cutShot(index, slicer, maxShots);
+    }
+
+    static void installConverter(void (*converter)(ShotResult&)) {
+        ShotResult::s_converter = converter;
+    }
+
+    static void setChannelValue(ShotResult& result, unsigned channel, unsigned measure, float v) {
+        result.setConvertedChannelValue(channel, measure, v);
+    }
+
+    static void setBoardValue(ShotResult& result, unsigned board, unsigned measure, float v) {
+        result.setConvertedBoardValue(board, measure, v);
+    }
+
+    static void setPower(ShotResult& result, unsigned channel, float watts) {
+        result.setComputedPower(channel, watts);
+    }
+
+private:
+    static test::Bytes written(const NetPacket& packet) {
+        return test::Bytes(packet.data(), packet.data() + packet.position());
+    }
+};
+
+} // namespace fus
