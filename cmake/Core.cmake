@@ -1,11 +1,8 @@
 # Puts the core into a library or module: the objects that all of them share, and a BuildInfo.cpp
 # compiled for this one alone. python_tag as in fus_set_configuration_name.
 function(fus_add_core target python_tag)
-    set(build_info "${PROJECT_SOURCE_DIR}/core/src/BuildInfo.cpp")
-    target_sources(${target} PRIVATE $<TARGET_OBJECTS:fus_objects>)
-    if(EXISTS "${build_info}")
-        target_sources(${target} PRIVATE "${build_info}")
-    endif()
+    target_sources(${target} PRIVATE $<TARGET_OBJECTS:fus_objects>
+        "${PROJECT_SOURCE_DIR}/core/src/BuildInfo.cpp")
     fus_configure_target(${target})
     fus_set_configuration_name(${target} "${python_tag}")
     add_dependencies(${target} fus_build_info)

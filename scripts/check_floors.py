@@ -16,7 +16,7 @@ FLOORS = [
         platform icmpPacket posix
     """),
     ("runtime", """
-        Export FUSException FloatArray HardwareCode LocalTime Log LogMacros Mask1D
+        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogMacros Mask1D
         Message SysInfos TextCursor Thread Utilities Version
     """),
     ("files", """
