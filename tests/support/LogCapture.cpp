@@ -1,0 +1,160 @@
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <ostream>
+#include <random>
+#include <regex>
+
+namespace fus::test {
+
+namespace {
+
+constexpr char PROBE[] = "log capture begins";
+
+struct Tag {
+    const char* text;
+    Log::Level level;
+};
+
+constexpr Tag TAGS[] = {{"DBG", Log::DEBUG}, {"VRB", Log::VERBOSE},   {"INF", Log::INFO},
+                        {"ERR", Log::ERROR}, {"XXX", Log::EXCEPTION}, {"   ", Log::NONE}};
+
+Log::Level levelOfTag(const std::string& tag) {
+    for (const Tag& row : TAGS) {
+        if (tag == row.text) {
+            return row.level;
+        }
+    }
+    return Log::NONE;
+}
+
+std::string uniquePath() {
+    static std::atomic<unsigned> counter{0};
+    const std::string name = "fus-log-" + std::to_string(std::random_device{}()) + "-" +
+                             std::to_string(counter++) + ".log";
+    return (std::filesystem::temp_directory_path() / name).string();
+}
+
+bool isEndOfHeader(const std::string& line) {
+    return line == std::string(80, '-');
+}
+
+/// Adds a line of the file: a new log line, or more text of the last one.
+void addLine(LogLines& lines, const std::string& line) {
+    static const std::regex prefix(
+        R"(^\d\d:\d\d:\d\d\.\d{3} (...) T *[0-9A-F]+ \[.{16}@ *\d+\] )");
+    std::smatch match;
+    const std::string head = line.substr(0, 80);
+    if (std::regex_search(head, match, prefix)) {
+        lines.push_back({levelOfTag(match[1]), line.substr(static_cast<std::size_t>(match.length()))});
+    } else if (!lines.empty()) {
+        lines.back().text += "\n" + line;
+    }
+}
+
+} // namespace
+
+std::ostream& operator<<(std::ostream& out, const LogLine& line) {
+    const auto* tag = std::find_if(std::begin(TAGS), std::end(TAGS),
+                                   [&](const Tag& row) { return row.level == line.level; });
+    return out << (tag == std::end(TAGS) ? "???" : tag->text) << " \"" << line.text << '"';
+}
+
+LogCapture::LogCapture(Log::Level level) : m_path(uniquePath()) {
+    Log& log = Log::getInstance();
+    m_previousFile = log.isFileEnabled() ? log.getFileName() : "";
+    m_previousLevel = log.getLevel();
+    m_previousStderr = log.isStderrEnabled();
+    m_previousLimit = log.getFileLimit();
+    log.enableStderr(false);
+    log.setFileLimit(0);
+    log.setFile(m_path.c_str(), false);
+    verifyThatLinesArrive();
+    log.setLevel(level);
+}
+
+LogCapture::~LogCapture() {
+    Log& log = Log::getInstance();
+    log.setFile(m_previousFile.c_str(), false);
+    log.setFileLimit(m_previousLimit);
+    log.setLevel(m_previousLevel);
+    log.enableStderr(m_previousStderr);
+    std::error_code ignored;
+    std::filesystem::remove(m_path, ignored);
+}
+
+void LogCapture::verifyThatLinesArrive() {
+    Log& log = Log::getInstance();
+    log.setLevel(Log::DEBUG);
+    log.loG(Log::DEBUG, "LogCapture", 0, "%s", PROBE);
+    if (!has(PROBE)) {
+        ADD_FAILURE() << "nothing can be captured: either " << m_path
+                      << " can't be written, or a test before this one has used up the limit that "
+                         "ends all log files of the process";
+    }
+    clear();
+}
+
+LogLines LogCapture::allLines() const {
+    std::ifstream file(m_path, std::ios::binary);
+    std::string line;
+    while (std::getline(file, line) && !isEndOfHeader(line)) {
+    }
+    LogLines lines;
+    while (std::getline(file, line)) {
+        addLine(lines, line);
+    }
+    return lines;
+}
+
+LogLines LogCapture::lines() const {
+    LogLines all = allLines();
+    const auto forgotten = static_cast<std::ptrdiff_t>(std::min(m_forgotten, all.size()));
+    all.erase(all.begin(), all.begin() + forgotten);
+    return all;
+}
+
+LogLines LogCapture::lines(Log::Level level) const {
+    LogLines kept = lines();
+    kept.erase(std::remove_if(kept.begin(), kept.end(),
+                              [&](const LogLine& line) { return line.level != level; }),
+               kept.end());
+    return kept;
+}
+
+std::vector<std::string> LogCapture::texts() const {
+    std::vector<std::string> out;
+    for (const LogLine& line : lines()) {
+        out.push_back(line.text);
+    }
+    return out;
+}
+
+bool LogCapture::has(const std::string& text) const {
+    return count(text) != 0;
+}
+
+bool LogCapture::hasPart(const std::string& part) const {
+    const LogLines all = lines();
+    return std::any_of(all.begin(), all.end(), [&](const LogLine& line) {
+        return line.text.find(part) != std::string::npos;
+    });
+}
+
+std::size_t LogCapture::count(const std::string& text) const {
+    const LogLines all = lines();
+    return static_cast<std::size_t>(std::count_if(
+        all.begin(), all.end(), [&](const LogLine& line) { return line.text == text; }));
+}
+
+void LogCapture::clear() {
+    m_forgotten = allLines().size();
+}
+
+} // namespace fus::test
