@@ -11,19 +11,21 @@ import os
 
 from source_tree import includes, report, tracked_files
 
+# The mechanical vocabulary lies below the wire's, because hardware codes name its errors.
 FLOORS = [
     ("platform", """
         platform icmpPacket posix
     """),
     ("runtime", """
-        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogMacros Mask1D
-        Message SysInfos TextCursor Thread Utilities Version
+        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogMacros
+        MProtocol Mask1D Message SysInfos TextCursor Thread Utilities Version
+        mprotocol
     """),
     ("files", """
         Config
     """),
     ("wire", """
-        ErrorInfo GProtocol MProtocol NetPacket Network TCPClient TCPSocket mprotocol protocol
+        ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
     """),
     ("description", """
         Board GeneratorConfig GeneratorConfigTables Measure PrivateBoard PrivateMeasure
