@@ -2,12 +2,12 @@
 
 /// FUS_API marks what the library exports; everything else stays hidden.
 #if defined(_MSC_VER)
-#if defined(FUS_BUILD_SHARED)
+#if defined(FUS_BUILDING)
 #define FUS_API __declspec(dllexport)
-#elif defined(FUS_USE_SHARED)
-#define FUS_API __declspec(dllimport)
-#else
+#elif defined(FUS_STATIC)
 #define FUS_API
+#else
+#define FUS_API __declspec(dllimport)
 #endif
 #elif defined(__GNUC__)
 #define FUS_API __attribute__((visibility("default")))

@@ -3,7 +3,6 @@
 #include "fus/Export.h"
 
 #include <atomic>
-#include <memory>
 
 namespace fus {
 
@@ -78,13 +77,18 @@ private:
 
     Log();
 
+    PrivateLog* liveLog() const;
+    static void setSink(unsigned sink, bool on);
+    static bool hasSink(unsigned sink);
+    static void reportLateCall(Level level, const char* file, unsigned line);
+
     static Log g_instance;
 
     // lock-free: tested in front of every log line
     static std::atomic<int> s_level;
     static std::atomic<unsigned> s_sinks;
 
-    // null once the log is destroyed
+    // null before the construction; outlives the log, since late calls look there
     std::atomic<PrivateLog*> m_private;
 };
 

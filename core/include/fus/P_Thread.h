@@ -36,6 +36,8 @@ public:
 private:
     friend class Condition;
 
+    Condition* takePendingWake();
+
     // constant after construction
     std::unique_ptr<platform::SystemMutex> m_system;
 
@@ -74,13 +76,13 @@ public:
 
     /// Wakes every thread that waits now. A waiter returns only after the caller has released the
     /// mutex, so the system is asked to wake them in that very release: a thread woken earlier
-    /// would run into the mutex and go back to sleep. False if the waking failed.
+    /// would run into the mutex and go back to sleep.
     bool broadcast();
 
 private:
     friend class Mutex;
 
-    bool waitForGeneration(unsigned generation, unsigned milliseconds);
+    bool waitForGeneration(unsigned generation, std::uint64_t deadline);
     void deliverWake();
 
     // constant after construction
@@ -142,7 +144,10 @@ public:
     Thread(bool detached, unsigned stackSize);
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
-    virtual ~Thread();
+
+    /// Throws nothing itself. A derived class's destructor may: behind a detached thread that is
+    /// contained and logged.
+    virtual ~Thread() noexcept(false);
 
     /// Lets the thread run, and blocks for 20 ms to let it get there. False if it couldn't.
     bool start();

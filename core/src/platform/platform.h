@@ -155,9 +155,9 @@ public:
     SystemCondition& operator=(const SystemCondition&) = delete;
     ~SystemCondition();
 
-    /// Releases one level of the mutex, waits until `deadline` (in `tick64` time) and takes the
-    /// mutex again. On FAILED `error` is the system's, and `mutexHeld` tells whether the mutex is.
-    Wait waitUntil(SystemMutex& mutex, std::uint64_t deadline, int& error, bool& mutexHeld);
+    /// Releases one level of the mutex, waits until `deadline` (in `monotonicNanoseconds` time) and
+    /// takes the mutex again. On FAILED `error` is the system's, and the mutex isn't held.
+    Wait waitUntil(SystemMutex& mutex, std::uint64_t deadline, int& error);
 
     bool wakeAll(); ///< needs no lock
 
@@ -219,6 +219,9 @@ bool readLocalTime(ClockTime& time);
 /// Monotonic [ms]; the second one wraps.
 std::uint64_t tick64();
 std::uint32_t tickCount();
+
+/// Monotonic [ns].
+std::uint64_t monotonicNanoseconds();
 
 /// High-resolution counter and its ticks per second; a frequency of 0 means that there is none.
 std::uint64_t performanceCounter();
