@@ -74,7 +74,7 @@ public:
     void sliceShots(gprotocol::ElecExecMode mode);
 
 private:
-    friend class Generator;
+    friend class TrajectoryUpload;
     friend struct TestPeer;
 
     struct Private;

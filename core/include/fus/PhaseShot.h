@@ -83,7 +83,7 @@ protected:
     virtual bool prepareData(const ElectronicTrajectory& trajectory);
 
 private:
-    friend class Generator;
+    friend class TrajectoryUpload;
     friend struct TestPeer;
 
     /// Appends this shot's record at the packet's cursor; it takes packetSize() bytes.
