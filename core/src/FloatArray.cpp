@@ -4,6 +4,7 @@
 #include "fus/P_LogMacros.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace fus {
 

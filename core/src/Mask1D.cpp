@@ -4,6 +4,8 @@
 #include "fus/P_LogMacros.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
 
 namespace fus {
 
@@ -12,8 +14,13 @@ namespace {
 using Existing = Mask1D::ResizeExistingParam;
 using Extra = Mask1D::ResizeExtraParam;
 
+constexpr size_t MAX_COUNT = size_t(1) << 62;
+
 // Zeroed even where the content may be anything: a byte other than 0 and 1 is no bool.
 std::unique_ptr<bool[]> newBlock(size_t count) {
+    if (count > MAX_COUNT) {
+        throw std::bad_alloc();
+    }
     return std::unique_ptr<bool[]>(count == 0 ? nullptr : new bool[count]());
 }
 
