@@ -4,6 +4,7 @@
 #include "fus/P_PrivateBoard.h"
 #include "support/Bytes.h"
 #include "support/Faults.h"
+#include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
 
@@ -155,7 +156,8 @@ TEST(MeasureList, ReadsCountNameAndSize) {
         {"tem2,,idc2", "tem:2:Celsius"}, // an empty item is the end
         {",tem2", ""},
         {"tem2, idc2", "tem:2:Celsius  id:0:???"}, // a blank counts among the name's three
-        {"tem0000000000002idc1", "tem:2:Celsius idc:1:Ampere"}, // cut at 15 characters
+        // Cut at 15 characters; the rest is an item of its own.
+        {"tem0000000000002idc1", "tem:0:Celsius idc:1:Ampere idc:1:Ampere"},
     };
     for (const auto& row : rows) {
         MeasureList list;
@@ -180,16 +182,16 @@ TEST(MeasureList, RefusesMoreMeasuresThanAnIndexCanTell) {
 
 TEST(MeasureDefinition, GivesThresholdsAndBothPolynomials) {
     PrivateMeasure measure = measureWith(2, {}, {});
-    const std::string log = logOf(
-        Log::VERBOSE, [&] { EXPECT_EQ("", decodingFault(Definition().bytes(), measure, true)); });
+    LogCapture log(Log::VERBOSE);
+    EXPECT_EQ("", decodingFault(Definition().bytes(), measure, true));
+    EXPECT_EQ(log.lines(),
+              (LogLines{{Log::VERBOSE, "  type: 3012 (tem), size: 2, lo: 5, up: 900, div: 4"},
+                        {Log::VERBOSE, "  ADCToUnit: [ 0.5, -2 ]"},
+                        {Log::VERBOSE, "  UnitToADC: [ 2, 4 ]"}}));
     EXPECT_EQ(5U, measure.lowerThreshold);
     EXPECT_EQ(900U, measure.upperThreshold);
     EXPECT_EQ((Polynomial{-2.0f, 0.5f}), measure.ADCToUnit);
     EXPECT_EQ((Polynomial{4.0f, 2.0f}), measure.UnitToADC);
-    for (const char* line : {"  type: 3012 (tem), size: 2, lo: 5, up: 900, div: 4\n",
-                             "  ADCToUnit: [ 0.5, -2 ]\n", "  UnitToADC: [ 2, 4 ]\n"}) {
-        EXPECT_NE(std::string::npos, log.find(line)) << log;
-    }
 }
 
 TEST(MeasureDefinition, DividesByAnUnsignedDivisor) {
@@ -268,12 +270,12 @@ TEST(Board, HandlesShareTheRecordAndLeaveItAlone) {
     amp.channelMask().set(0, false); // on a copy
     EXPECT_EQ(2U, amp.channelMask().activeCount());
 
-    const std::string log = logOf(Log::EXCEPTION, [&] {
-        EXPECT_EQ("ERR_INDEX: Invalid index", faultOf([&] { amp.boardMeasure(2); }));
-        EXPECT_EQ("ERR_INDEX: Invalid index", faultOf([&] { amp.channelMeasure(1); }));
-    });
-    EXPECT_NE(std::string::npos, log.find("invalid board measure index (2 above max=2)")) << log;
-    EXPECT_NE(std::string::npos, log.find("invalid channel measure index (1 above max=1)")) << log;
+    LogCapture log(Log::EXCEPTION);
+    EXPECT_EQ("ERR_INDEX: Invalid index", faultOf([&] { amp.boardMeasure(2); }));
+    EXPECT_EQ("ERR_INDEX: Invalid index", faultOf([&] { amp.channelMeasure(1); }));
+    EXPECT_EQ(log.texts(), (std::vector<std::string>{
+                               "ERR_INDEX: invalid board measure index (2 above max=2)",
+                               "ERR_INDEX: invalid channel measure index (1 above max=1)"}));
 }
 
 TEST(Board, AssigningThroughTheBaseDoesNotConfuseKinds) {

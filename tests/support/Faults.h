@@ -1,9 +1,6 @@
 #pragma once
 
 #include "fus/FUSException.h"
-#include "fus/Log.h"
-
-#include <gtest/gtest.h>
 
 #include <string>
 
@@ -19,19 +16,6 @@ std::string faultOf(Action action) {
         return std::string(FUSException::FUSErrorName(e.errorCode())) + ": " + e.message();
     }
     return "";
-}
-
-/// What an action logs at this level or above.
-template <class Action>
-std::string logOf(Log::Level level, Action action) {
-    Log& log = Log::getInstance();
-    const Log::Level before = log.getLevel();
-    log.setLevel(level);
-    testing::internal::CaptureStderr();
-    action();
-    std::string text = testing::internal::GetCapturedStderr();
-    log.setLevel(before);
-    return text;
 }
 
 } // namespace fus::test
