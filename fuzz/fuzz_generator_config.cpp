@@ -6,6 +6,7 @@
 #include "fus/P_GeneratorConfig.h"
 #include "fus/P_NetPacket.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
