@@ -1,0 +1,124 @@
+// What a simulated generator is made of: the INI text that a real one sends, and the sections that
+// say what that text doesn't hold.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace fus {
+namespace simulator {
+
+// A description that can't be simulated; the text says which section or key is at fault.
+class DescriptionError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// A polynomial in rising powers, from an ADC value to a physical value.
+struct MeasureCurve {
+    std::vector<double> coefficients;
+
+    double at(double x) const;
+    // The ADC value in [0, maxAdc] whose physical value comes nearest to `value`. The polynomial
+    // must rise or fall over that whole range.
+    double inverse(double value, double maxAdc) const;
+};
+
+struct BoardMeasureDescription {
+    std::string name;
+    unsigned typeId = 0;
+    unsigned size = 0; // [bytes] 1, 2 or 4
+    std::uint32_t lowerThreshold = 0;
+    std::uint32_t upperThreshold = 0;
+    std::uint32_t divisor = 1;
+    std::vector<std::int32_t> coefficients; // before the division, rising powers
+    double idle = 0;                        // physical value at rest
+    double full = 0;                        // and with all channels at full amplitude
+
+    MeasureCurve curve() const;
+};
+
+struct ChannelMeasureDescription {
+    std::string name;
+    unsigned size = 0; // [bytes] 1, 2 or 4
+    MeasureCurve curve;
+};
+
+struct BoardDescription {
+    unsigned hwid = 0;
+    unsigned address = 0;
+    bool active = false;
+    std::array<unsigned, 4> hardwareVersion{};
+    std::array<unsigned, 4> firmwareVersion{};
+    std::uint32_t uniqueId = 0;
+    std::uint32_t crc = 0;
+    std::string buildTime;
+    std::vector<BoardMeasureDescription> measures;
+    std::size_t firstChannel = 0; // of an active amplifier, in the generator's numbering
+    std::size_t channelCount = 0;
+};
+
+// Limits of a generator of protocol 2; later ones hold theirs in board parameters. [microseconds]
+struct TimingDescription {
+    std::uint32_t minShooting = 0, maxShooting = 0;
+    std::uint32_t minQuickShooting = 0, maxQuickShooting = 0;
+    std::uint32_t minTotal = 0, maxTotal = 0;
+    std::uint32_t minQuickTotal = 0, minRepeatTotal = 0;
+    std::uint32_t minRepeatDelay = 0;
+    std::uint32_t minTrajectoryDelay = 0, maxTrajectoryDelay = 0;
+};
+
+// What hangs on the channels.
+struct LoadDescription {
+    double ohm = 50;
+    double resonanceHz = 1e6;
+    double quality = 2;
+    double maxVoltage = 90; // [volt] at amplitude 255
+    double spreadPercent = 3;
+};
+
+// A plain value. It is made by one of the static functions and then only read; a test may change
+// fields of its own copy before it gives it to a Simulator.
+struct Description {
+    // Throw DescriptionError.
+    static Description parse(const std::string& text);
+    static Description fromFile(const std::string& fileName);
+    // One of the descriptions that come with the program: "2.5", "3.0" or "3.1".
+    static Description shipped(const std::string& protocol);
+    // The description without a file: a generator of protocol 3.1 with 256 channels.
+    static Description builtIn() { return shipped("3.1"); }
+    static const char* shippedText(const std::string& protocol);
+
+    std::string wireText; // what is sent at connect: the text without the simulator's sections
+    unsigned protocolNumber = 0; // major * 100 + minor
+    std::size_t channelCount = 0;
+    std::size_t bufferCount = 0;
+    std::size_t maxShots = 0; // in one buffer
+    bool hasTriggerInput = false;
+    bool hasMultiplexer = false;
+    bool hasMechanics = false;
+    std::vector<BoardDescription> boards; // processor, synthesizers, amplifiers, mechanics
+    std::vector<ChannelMeasureDescription> channelMeasures;
+    TimingDescription timing;
+    LoadDescription load;
+    std::uint32_t watchdogUs = 2100000;
+    std::uint32_t firmwareSize = 131072; // [bytes]
+    // Start values of board parameters, by hardware id; and of the one-byte generator parameters of
+    // protocol 2.
+    std::map<unsigned, std::map<unsigned, std::uint64_t>> boardParameters;
+    std::map<unsigned, std::uint8_t> generatorParameters;
+
+    bool isV2() const { return protocolNumber < 300; }
+    bool hasV3Uploads() const { return protocolNumber >= 301; }
+    const BoardDescription* findBoard(unsigned hwid, unsigned address) const;
+    // [bytes] of a shot result's packet, header included.
+    std::size_t shotResultSize(bool withBoardMeasures) const;
+};
+
+} // namespace simulator
+} // namespace fus

@@ -1,0 +1,66 @@
+// Misbehaviour on demand.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace fus {
+namespace simulator {
+
+// A fault's text that can't be understood; what() says why.
+class FaultError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+enum class FaultKind {
+    LATE,              // the answer comes later; what follows it isn't held up
+    MISSING,           // no answer
+    WRONG_TYPE,        // the answer's type is `value`
+    WRONG_ID,          // the answer's id is `value`, or its own plus 1000
+    WRONG_SIZE,        // the header says `value` bytes, whatever there is
+    PAYLOAD_SIZE,      // the payload is cut or filled up to `value` bytes, and the header says so
+    ERROR_ANSWER,      // refused in the form of the generation, nothing is carried out
+    ERROR_PLAIN,       // refused without detail
+    ERROR_V2,          // refused in the form of protocol 2
+    ERROR_V3,          // refused in the form of protocol 3
+    BOARD_ERROR,       // refused by the board (board commands only)
+    SINGLE_BYTES,      // everything is sent byte by byte
+    CLOSE_AT,          // the link is closed when `value` bytes were sent on it
+    RESULTS_WITH_ACK,  // the start's acknowledgement goes out together with the first results
+    RESULTS_BEFORE_ACK,// and after the first result
+    ANSWER_SILENT,     // stop, close and heart-beat are answered too
+    STOP,              // an execution stops at `execution`, `shot` for the reason in `text`
+    SHOT_ERROR         // an error text in place of a shot result
+};
+
+// One fault. Those on packets apply to answers of the command type `command`, and to sent packets
+// of type `packet`; 0 means any of them. `nth` counts such packets from 1, from when the fault was
+// set; 0 means each.
+struct Fault {
+    FaultKind kind = FaultKind::LATE;
+    unsigned command = 0;
+    unsigned packet = 0;
+    unsigned nth = 0;
+    std::uint32_t value = 0; // milliseconds, type, id, size, error code or byte
+    std::uint32_t argument = 0;
+    std::uint32_t execution = 0;
+    std::uint32_t shot = 0;
+    std::string text; // of an error; name of a stop reason
+
+    // Reads KIND[:KEY=VALUE[,KEY=VALUE...]], for example "late:command=CMD_TRAJ_EXEC_V3,ms=300",
+    // "error:command=1307,nth=2,code=0x13090000,text=Out of range",
+    // "stop:reason=watchdog,execution=1,shot=3". A text takes all that follows it.
+    // Throws FaultError.
+    static Fault parse(const std::string& text);
+    // A line for each kind, for a program's help.
+    static std::string help();
+};
+
+// Names of the reasons for which an execution can stop: "user", "internal", "watchdog" ...
+std::vector<std::string> stopReasonNames();
+
+} // namespace simulator
+} // namespace fus

@@ -1,0 +1,95 @@
+// A simulated generator in the caller's own process.
+#pragma once
+
+#include "fussim/Description.h"
+#include "fussim/Fault.h"
+#include "fussim/Records.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace fus {
+namespace simulator {
+
+struct Options {
+    std::string host = "127.0.0.1"; // IPv4 address that it listens on
+    std::uint16_t port = 0;         // 0: a free one
+    // Seconds that pass for each simulated second; 0: as fast as it can. Scales shots, delays and
+    // CMD_WAIT, but neither the heart-beat nor faults.
+    double timeScale = 1.0;
+    std::uint64_t seed = 1; // of the noise; the same seed and story give the same measures
+    unsigned triggerEveryMs = 0; // pulses on the trigger input; 0: none
+    std::vector<Fault> faults;
+    std::function<void(const std::string&)> log; // a line for whatever happens; any thread
+};
+
+class SimulatorError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// One client is served at a time. A second one is closed at once, unless the first has announced
+// its end. What a client leaves behind is kept for the next one: buffers, parameters, thresholds,
+// channel states; a running execution stops when its client goes.
+//
+// All members may be called from any thread, but start and stop from one at a time.
+class Simulator {
+public:
+    explicit Simulator(Description description = Description::builtIn(), Options options = {});
+    // Stops.
+    ~Simulator();
+    Simulator(const Simulator&) = delete;
+    Simulator& operator=(const Simulator&) = delete;
+
+    // Listens and returns. Throws SimulatorError when the address or the port can't be had.
+    void start();
+    // Cuts the client off and joins every thread. May be started again.
+    void stop();
+    // 0 unless started.
+    std::uint16_t port() const;
+    const Description& description() const;
+
+    void addFault(const Fault& fault);
+    void addFault(const std::string& text); // see Fault::parse
+    void clearFaults();
+
+    // A pulse on the trigger input, as if from outside.
+    void pulse();
+    // Ends the running execution for this reason, one of stopReasonNames(); false if none runs.
+    bool stopExecution(const std::string& reason);
+    // Cuts the client off, as a broken cable would.
+    void dropClient();
+
+    // --- The state that the generator is in ---
+    // Empty if nothing was ever uploaded into this buffer.
+    Trajectory buffer(unsigned index) const;
+    // Throws std::out_of_range for a board or a parameter that doesn't exist.
+    std::uint64_t boardParameter(unsigned hwid, unsigned address, unsigned parameter) const;
+    void setBoardParameter(unsigned hwid, unsigned address, unsigned parameter,
+                           std::uint64_t value);
+    std::uint32_t threshold(unsigned hwid, unsigned address, unsigned measure, bool upper) const;
+    std::uint8_t generatorParameter(unsigned id) const; // protocol 2
+    std::vector<bool> channelStates() const;
+    void setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status);
+
+    // --- What happened ---
+    std::vector<ReceivedCommand> commands() const; // the last 4096
+    std::size_t commandCount(unsigned type) const;
+    bool waitForCommand(unsigned type, std::size_t count, unsigned timeoutMs) const;
+    std::vector<ExecutionRecord> executions() const; // the last 1024, in order of their start
+    bool waitUntilIdle(unsigned timeoutMs) const;    // no execution runs
+    bool waitForTriggerWait(unsigned timeoutMs) const; // an execution waits for a pulse
+    bool waitForClients(unsigned connected, unsigned timeoutMs) const; // 0 or 1
+    unsigned clientCount() const; // clients served so far
+    unsigned refusedClients() const;
+
+private:
+    struct Private;
+    std::unique_ptr<Private> m_private;
+};
+
+} // namespace simulator
+} // namespace fus

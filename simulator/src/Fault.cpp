@@ -1,0 +1,193 @@
+#include "fussim/Fault.h"
+
+#include "Refusal.h"
+#include "StopReasons.h"
+
+#include "fus/P_GProtocol.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace fus {
+namespace simulator {
+
+using namespace gprotocol;
+
+namespace {
+
+struct KindRow {
+    FaultKind kind;
+    const char* name;
+    const char* valueKey;  // the key of Fault::value, null if it takes none
+    bool valueNeeded;
+    std::uint32_t standard;
+    const char* otherKeys; // separated by blanks
+    const char* help;
+};
+
+#define PACKET_KEYS "command packet nth"
+
+constexpr KindRow KINDS[] = {
+    {FaultKind::LATE, "late", "ms", true, 0, PACKET_KEYS, "an answer late by so many milliseconds"},
+    {FaultKind::MISSING, "missing", nullptr, false, 0, PACKET_KEYS, "no answer"},
+    {FaultKind::WRONG_TYPE, "wrong-type", "type", true, 0, PACKET_KEYS, "an answer of this type"},
+    {FaultKind::WRONG_ID, "wrong-id", "id", false, 0, PACKET_KEYS,
+     "an answer of this id, or of its own plus 1000"},
+    {FaultKind::WRONG_SIZE, "wrong-size", "size", true, 0, PACKET_KEYS,
+     "a header that declares this size, whatever follows"},
+    {FaultKind::PAYLOAD_SIZE, "payload-size", "size", true, 0, PACKET_KEYS,
+     "a payload cut or filled up to this size"},
+    {FaultKind::ERROR_ANSWER, "error", "code", false, GENERIC_ERROR, "command nth arg text",
+     "an error answer of the generation"},
+    {FaultKind::ERROR_PLAIN, "error-plain", nullptr, false, 0, "command nth",
+     "an error answer without detail"},
+    {FaultKind::ERROR_V2, "error-v2", nullptr, false, 0, "command nth text",
+     "an error answer of protocol 2"},
+    {FaultKind::ERROR_V3, "error-v3", "code", false, GENERIC_ERROR, "command nth arg text",
+     "an error answer of protocol 3"},
+    {FaultKind::BOARD_ERROR, "board-error", "code", false, GENERIC_ERROR, "nth arg text",
+     "a refusal by the board, of a board command"},
+    {FaultKind::SINGLE_BYTES, "single-bytes", nullptr, false, 0, "",
+     "everything is sent in single bytes"},
+    {FaultKind::CLOSE_AT, "close-at", "byte", true, 0, "",
+     "the link is closed when so many bytes were sent"},
+    {FaultKind::RESULTS_WITH_ACK, "results-with-ack", nullptr, false, 0, "",
+     "the first results in one segment with the acknowledgement"},
+    {FaultKind::RESULTS_BEFORE_ACK, "results-before-ack", nullptr, false, 0, "",
+     "the first result before the acknowledgement"},
+    {FaultKind::ANSWER_SILENT, "answer-silent", nullptr, false, 0, "",
+     "stop, close and heart-beat are answered"},
+    {FaultKind::STOP, "stop", nullptr, false, 0, "reason execution shot",
+     "executions stop there for this reason"},
+    {FaultKind::SHOT_ERROR, "shot-error", nullptr, false, 0, "execution shot text",
+     "an error in place of a shot result"},
+};
+
+#undef PACKET_KEYS
+
+bool hasKey(const KindRow& row, const std::string& key) {
+    const std::string keys = std::string(" ") + row.otherKeys + " ";
+    return !key.empty() &&
+           ((row.valueKey && key == row.valueKey) || keys.find(" " + key + " ") != keys.npos);
+}
+
+std::uint32_t readNumber(const std::string& key, const std::string& text) {
+    char* end = nullptr;
+    const unsigned long long value = std::strtoull(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || text[0] == '-' || value > 0xFFFFFFFFULL) {
+        throw FaultError("'" + key + "' isn't a number: '" + text + "'");
+    }
+    return static_cast<std::uint32_t>(value);
+}
+
+template <std::size_t N>
+bool findName(const WireRow (&rows)[N], const std::string& name, unsigned& value) {
+    for (const WireRow& row : rows) {
+        if (name == row.name) {
+            value = row.value;
+            return true;
+        }
+    }
+    return false;
+}
+
+// A command or an answer, by name or by number.
+unsigned readType(const std::string& key, const std::string& text) {
+    unsigned value = 0;
+    if (findName(COMMANDS, text, value) || findName(ANSWERS, text, value)) {
+        return value;
+    }
+    value = readNumber(key, text);
+    if (value > 0xFFFF) {
+        throw FaultError("'" + key + "' has 16 bits: '" + text + "'");
+    }
+    return value;
+}
+
+void setField(Fault& fault, const KindRow& row, const std::string& key, const std::string& text) {
+    if (key == "text") {
+        fault.text = text;
+    } else if (key == "reason") {
+        fault.text = text;
+    } else if (key == "command") {
+        fault.command = readType(key, text);
+    } else if (key == "packet") {
+        fault.packet = readType(key, text);
+    } else if (key == "type") {
+        fault.value = readType(key, text);
+    } else if (key == "nth") {
+        fault.nth = readNumber(key, text);
+    } else if (key == "arg") {
+        fault.argument = readNumber(key, text);
+    } else if (key == "execution") {
+        fault.execution = readNumber(key, text);
+    } else if (key == "shot") {
+        fault.shot = readNumber(key, text);
+    } else if (row.valueKey && key == row.valueKey) {
+        fault.value = readNumber(key, text);
+    }
+}
+
+const KindRow& findKind(const std::string& name) {
+    for (const KindRow& row : KINDS) {
+        if (name == row.name) {
+            return row;
+        }
+    }
+    throw FaultError("unknown fault '" + name + "'");
+}
+
+// Takes one KEY=VALUE off the front of the list.
+void readPair(const KindRow& row, std::string& list, std::string& key, std::string& value) {
+    const std::size_t equals = list.find('=');
+    key = list.substr(0, equals);
+    if (equals == std::string::npos || !hasKey(row, key)) {
+        throw FaultError(std::string("'") + row.name + "' doesn't take '" + key + "'");
+    }
+    const std::size_t comma = key == "text" ? std::string::npos : list.find(',', equals);
+    value = list.substr(equals + 1, comma == std::string::npos ? comma : comma - equals - 1);
+    list = comma == std::string::npos ? "" : list.substr(comma + 1);
+}
+
+} // namespace
+
+Fault Fault::parse(const std::string& text) {
+    const std::size_t colon = text.find(':');
+    const KindRow& row = findKind(text.substr(0, colon));
+    Fault fault;
+    fault.kind = row.kind;
+    fault.value = row.standard;
+    bool hasValue = false;
+    std::string list = colon == std::string::npos ? "" : text.substr(colon + 1);
+    while (!list.empty()) {
+        std::string key;
+        std::string value;
+        readPair(row, list, key, value);
+        setField(fault, row, key, value);
+        hasValue = hasValue || (row.valueKey && key == row.valueKey);
+    }
+    if (row.valueNeeded && !hasValue) {
+        throw FaultError(std::string("'") + row.name + "' needs '" + row.valueKey + "'");
+    }
+    if (fault.kind == FaultKind::STOP && !findStopReason(fault.text)) {
+        throw FaultError("'stop' needs a 'reason', one of those in the help");
+    }
+    return fault;
+}
+
+std::string Fault::help() {
+    std::string text;
+    for (const KindRow& row : KINDS) {
+        std::string keys = row.valueKey ? row.valueKey : "";
+        keys += (keys.empty() || *row.otherKeys == '\0' ? "" : " ") + std::string(row.otherKeys);
+        text += formatted("  %-18s %-28s %s\n", row.name, keys.c_str(), row.help);
+    }
+    text += "  reasons:";
+    for (const std::string& name : stopReasonNames()) {
+        text += " " + name;
+    }
+    return text + "\n";
+}
+
+} // namespace simulator
+} // namespace fus

@@ -1,0 +1,130 @@
+#include "FaultBook.h"
+
+namespace fus {
+namespace simulator {
+
+namespace {
+
+bool isRefusal(FaultKind kind) {
+    return kind >= FaultKind::ERROR_ANSWER && kind <= FaultKind::BOARD_ERROR;
+}
+
+bool isDistortion(FaultKind kind) {
+    return kind <= FaultKind::PAYLOAD_SIZE;
+}
+
+void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
+    switch (fault.kind) {
+    case FaultKind::LATE: verdict.lateMs += fault.value; break;
+    case FaultKind::MISSING: verdict.missing = true; break;
+    case FaultKind::WRONG_TYPE: packet.type = fault.value; break;
+    case FaultKind::WRONG_ID: packet.id = fault.value ? fault.value : packet.id + 1000; break;
+    case FaultKind::WRONG_SIZE:
+        packet.liesAboutSize = true;
+        packet.declaredSize = fault.value;
+        break;
+    case FaultKind::PAYLOAD_SIZE: packet.payload.resize(fault.value); break;
+    default: break;
+    }
+}
+
+} // namespace
+
+void FaultBook::add(const Fault& fault) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_entries.push_back({fault, 0});
+    m_any = true;
+}
+
+void FaultBook::clear() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_entries.clear();
+    m_any = false;
+}
+
+bool FaultBook::strikes(Entry& entry, unsigned command, unsigned packet) {
+    const Fault& fault = entry.fault;
+    if ((fault.command != 0 && fault.command != command) ||
+        (fault.packet != 0 && fault.packet != packet)) {
+        return false;
+    }
+    ++entry.seen;
+    return fault.nth == 0 || fault.nth == entry.seen;
+}
+
+std::optional<Fault> FaultBook::refusal(unsigned command) {
+    std::optional<Fault> found;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (Entry& entry : m_entries) {
+        const bool forBoards = entry.fault.kind == FaultKind::BOARD_ERROR;
+        if (!isRefusal(entry.fault.kind) || (forBoards && command != gprotocol::CMD_BOARD_CMD)) {
+            continue;
+        }
+        if (strikes(entry, command, 0) && !found) {
+            found = entry.fault;
+        }
+    }
+    return found;
+}
+
+FaultBook::Verdict FaultBook::distort(unsigned command, Packet& packet) {
+    Verdict verdict;
+    const unsigned type = packet.type;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (Entry& entry : m_entries) {
+        if (isDistortion(entry.fault.kind) && strikes(entry, command, type)) {
+            apply(entry.fault, packet, verdict);
+        }
+    }
+    return verdict;
+}
+
+const Fault* FaultBook::find(FaultKind kind) const {
+    for (const Entry& entry : m_entries) {
+        if (entry.fault.kind == kind) {
+            return &entry.fault;
+        }
+    }
+    return nullptr;
+}
+
+bool FaultBook::has(FaultKind kind) const {
+    if (!any()) {
+        return false;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return find(kind) != nullptr;
+}
+
+std::optional<std::uint32_t> FaultBook::closeAt() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const Fault* fault = find(FaultKind::CLOSE_AT);
+    return fault ? std::optional<std::uint32_t>(fault->value) : std::nullopt;
+}
+
+const StopReason* FaultBook::stopAt(std::uint32_t execution, std::uint32_t shot) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Entry& entry : m_entries) {
+        const Fault& fault = entry.fault;
+        if (fault.kind == FaultKind::STOP && fault.execution == execution && fault.shot == shot) {
+            return findStopReason(fault.text);
+        }
+    }
+    return nullptr;
+}
+
+std::optional<std::string> FaultBook::shotErrorAt(std::uint32_t execution,
+                                                  std::uint32_t shot) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Entry& entry : m_entries) {
+        const Fault& fault = entry.fault;
+        if (fault.kind == FaultKind::SHOT_ERROR && fault.execution == execution &&
+            fault.shot == shot) {
+            return fault.text.empty() ? "Shot error." : fault.text;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace simulator
+} // namespace fus

@@ -1,0 +1,56 @@
+// The faults that are set, and what they do to a packet. Any thread.
+#pragma once
+
+#include "Packet.h"
+#include "StopReasons.h"
+
+#include "fussim/Fault.h"
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace fus {
+namespace simulator {
+
+class FaultBook {
+public:
+    void add(const Fault& fault);
+    void clear();
+    // Quick: nothing else need be asked while it is false.
+    bool any() const { return m_any.load(std::memory_order_relaxed); }
+
+    // The refusal with which this command is to be answered, if any.
+    std::optional<Fault> refusal(unsigned command);
+    struct Verdict {
+        bool missing = false;
+        unsigned lateMs = 0;
+    };
+    // Changes a packet before it is sent. `command` is the type of the command that it answers, 0
+    // for results.
+    Verdict distort(unsigned command, Packet& packet);
+
+    bool has(FaultKind kind) const;
+    // Byte at which the link is to be closed.
+    std::optional<std::uint32_t> closeAt() const;
+    // Null: go on.
+    const StopReason* stopAt(std::uint32_t execution, std::uint32_t shot) const;
+    std::optional<std::string> shotErrorAt(std::uint32_t execution, std::uint32_t shot) const;
+
+private:
+    struct Entry {
+        Fault fault;
+        unsigned seen = 0;
+    };
+    static bool strikes(Entry& entry, unsigned command, unsigned packet);
+    const Fault* find(FaultKind kind) const;
+
+    std::atomic<bool> m_any{false};
+    mutable std::mutex m_mutex;
+    // guarded by m_mutex
+    std::vector<Entry> m_entries;
+};
+
+} // namespace simulator
+} // namespace fus

@@ -1,0 +1,87 @@
+// One client, from its welcome to its end.
+#pragma once
+
+#include "Commands.h"
+#include "Executor.h"
+#include "FaultBook.h"
+#include "Journal.h"
+#include "Outlet.h"
+#include "Refusal.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace fus {
+namespace simulator {
+
+struct SessionEnvironment {
+    Hardware& hardware;
+    RunControl& control;
+    Executor& executor;
+    FaultBook& faults;
+    Journal& journal;
+    double timeScale;
+    const std::function<void(const std::string&)>& log;
+};
+
+class Session {
+public:
+    Session(const SessionEnvironment& environment, platform::Socket socket);
+    // Cuts the client off and joins the thread.
+    ~Session();
+
+    void cut() { m_outlet->cut(); }
+    bool isOver() const { return m_over; }
+    // The client has said good-bye, or has gone.
+    bool isEnding() const { return m_ending; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    // An answer that a fault holds back, and what happens with it.
+    struct LateAnswer {
+        Clock::time_point due;
+        Bytes data;
+        bool startsJob;
+    };
+
+    void note(const char* format, ...) const FUSSIM_PRINTF(2, 3);
+    void run();
+    void serve();
+    bool sendWelcome();
+    unsigned sliceMs() const;
+    bool sendLateAnswers();
+    bool isStuck() const;
+    void receive(const std::uint8_t* data, std::size_t size);
+    bool handleInput();
+    bool handlePacket(Request request);
+    bool carryOut(const Request& request);
+    Packet refusalPacket(const Request& request, const Fault& fault) const;
+    Packet refusalPacket(const Request& request, const Refusal& refusal) const;
+    bool deliver(const Request& request, Packet packet, bool startsJob);
+    bool sendAnswer(const Bytes& data, bool startsJob);
+    void waitSimulated(std::uint32_t microseconds);
+
+    // constant after construction
+    const SessionEnvironment m_env;
+    const std::shared_ptr<Outlet> m_outlet;
+    Commands m_commands;
+
+    // of the session's thread
+    Bytes m_input;
+    std::size_t m_inputStart = 0;
+    Clock::time_point m_lastInput;
+    std::vector<LateAnswer> m_lateAnswers;
+
+    std::atomic<bool> m_over{false};
+    std::atomic<bool> m_ending{false};
+    std::thread m_thread;
+};
+
+} // namespace simulator
+} // namespace fus
