@@ -157,6 +157,7 @@ TEST(ErrorInfoTest, MarksABoardThatItDoesNotKnow) {
 }
 
 TEST(ErrorInfoTest, RefusesAPayloadThatEndsWithinTheFixedPart) {
+    const LogCapture quiet(Log::NONE);
     const Bytes whole = hex("0A0B0C0D 00000001 0C 03 0000 00000000");
     for (std::uint32_t size = 0; size < whole.size(); ++size) {
         NetPacket packet = NetPacket::copyOf(whole.data(), size);

@@ -160,13 +160,13 @@ ScriptedPeer& ScriptedPeer::awaitConnection() {
 }
 
 ScriptedPeer& ScriptedPeer::waitFor(const Latch& latch) {
-    return add("wait to be told", [this, &latch] {
+    return add("wait to be told", [this, latch] {
         waitUntil([&] { return latch.wait(std::chrono::milliseconds(SLICE)); }, "the latch");
     });
 }
 
-ScriptedPeer& ScriptedPeer::tell(Latch& latch) {
-    return add("tell the test", [&latch] { latch.open(); });
+ScriptedPeer& ScriptedPeer::tell(const Latch& latch) {
+    return add("tell the test", [latch] { latch.open(); });
 }
 
 ScriptedPeer& ScriptedPeer::cut() {
@@ -184,9 +184,9 @@ ScriptedPeer& ScriptedPeer::run(const std::string& description, std::function<vo
 
 bool ScriptedPeer::settle() {
     std::unique_lock<std::mutex> lock(m_mutex);
-    return m_changed.wait_for(lock, m_patience + std::chrono::seconds(1),
-                              [this] { return !m_failure.empty() || (m_steps.empty() && !m_busy); }) &&
-           m_failure.empty();
+    const auto deadline = std::chrono::system_clock::now() + m_patience + std::chrono::seconds(1);
+    const auto done = [this] { return !m_failure.empty() || (m_steps.empty() && !m_busy); };
+    return m_changed.wait_until(lock, deadline, done) && m_failure.empty();
 }
 
 void ScriptedPeer::finish() {

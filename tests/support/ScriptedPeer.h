@@ -88,10 +88,10 @@ public:
 
     /// Waits for a connection; other steps that need one do so by themselves.
     ScriptedPeer& awaitConnection();
-    /// Reads and sends nothing until the latch is open. It must outlive the step.
+    /// Reads and sends nothing until the latch is open.
     ScriptedPeer& waitFor(const Latch& latch);
     /// Opens the latch: tells the test that everything before is done.
-    ScriptedPeer& tell(Latch& latch);
+    ScriptedPeer& tell(const Latch& latch);
     /// Closes the connection, whatever may be unread.
     ScriptedPeer& cut();
     /// Anything else. It runs on the peer's thread.
