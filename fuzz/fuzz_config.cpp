@@ -46,8 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const fus::ConfigSection* section = sections.back();
         sections.pop_back();
         askForEverything(*section, path.c_str());
-        for (const auto& param : section->params()) {
-            askForEverything(*section, param->name());
+        for (const fus::ConfigParam& param : section->params()) {
+            askForEverything(*section, param.name());
         }
         for (const auto& child : section->sections()) {
             sections.push_back(child.get());

@@ -3,6 +3,11 @@
 #include "fus/FUSException.h"
 #include "fus/P_LogMacros.h"
 
+#include <algorithm>
+#include <cstring>
+#include <ios>
+#include <streambuf>
+
 namespace fus {
 
 namespace {
@@ -35,14 +40,82 @@ bool isSeparator(char character) {
     return character == '=' || character == ':';
 }
 
-// A stream that throws has ended, like one that fails.
-bool nextLine(std::istream& stream, std::string& line) {
-    try {
-        return static_cast<bool>(std::getline(stream, line));
-    } catch (...) {
+} // namespace
+
+namespace {
+
+/// Hands out the lines of a stream, without their line feeds, in place wherever that can be: line
+/// by line through the stream costs as much as the rest of the reading. Takes from the stream's
+/// buffer only what stands in it, so that nothing is lost when the next filling fails.
+class LineSource {
+public:
+    explicit LineSource(std::istream& stream) : m_stream(stream), m_chunk(CHUNK_SIZE) {}
+
+    /// The line is valid until the next call. False at the end, and when the stream fails or
+    /// throws; then what it gave of an unfinished line is dropped.
+    bool next(std::string_view& line) {
+        m_straddling.clear();
+        for (;;) {
+            const char* start = m_chunk.data() + m_position;
+            const void* feed = std::memchr(start, '\n', m_filled - m_position);
+            if (feed != nullptr) {
+                const auto length = static_cast<size_t>(static_cast<const char*>(feed) - start);
+                m_position += length + 1;
+                line = joined({start, length});
+                return true;
+            }
+            m_straddling.append(start, m_filled - m_position);
+            if (!fill()) {
+                line = m_straddling;
+                return !m_broken && !m_straddling.empty();
+            }
+        }
+    }
+
+private:
+    static constexpr size_t CHUNK_SIZE = 65536;
+
+    std::string_view joined(std::string_view tail) {
+        return m_straddling.empty() ? tail : std::string_view(m_straddling.append(tail));
+    }
+
+    bool fill() {
+        m_position = m_filled = 0;
+        auto state = std::ios::badbit | std::ios::failbit;
+        try {
+            std::streambuf& buffer = *m_stream.rdbuf();
+            if (buffer.sgetc() != std::char_traits<char>::eof()) {
+                // A buffer that holds nothing ready has at least the byte that was just peeked.
+                const auto ready = std::max<std::streamsize>(buffer.in_avail(), 1);
+                m_filled = static_cast<size_t>(
+                    buffer.sgetn(m_chunk.data(), std::min<std::streamsize>(ready, CHUNK_SIZE)));
+                return true;
+            }
+            state = std::ios::eofbit | std::ios::failbit;
+        } catch (...) {
+            m_broken = true;
+        }
+        leaveStream(state);
         return false;
     }
-}
+
+    // The stream is left as a failed read leaves it, whatever it throws at that.
+    void leaveStream(std::ios::iostate state) {
+        try {
+            m_stream.setstate(state);
+        } catch (const std::ios::failure&) {
+            // The state is set all the same, and reading has ended anyway.
+        }
+    }
+
+    std::istream& m_stream;
+    std::vector<char> m_chunk;
+    size_t m_filled = 0;
+    size_t m_position = 0;
+    bool m_broken = false;
+    // The part of a line that stood in former chunks.
+    std::string m_straddling;
+};
 
 } // namespace
 
@@ -112,8 +185,8 @@ void Config::read(std::istream& stream) {
         FUS_THROW_MSG(ERR_CONFIG_PARSE, "Invalid stream/file.");
     }
     ConfigReader reader(*this);
-    std::string line;
-    while (nextLine(stream, line)) {
+    LineSource source(stream);
+    for (std::string_view line; source.next(line);) {
         reader.readLine(line);
     }
 }

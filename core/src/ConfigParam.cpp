@@ -2,7 +2,7 @@
 #include "fus/P_LogMacros.h"
 #include "fus/P_TextCursor.h"
 
-#include <array>
+#include <algorithm>
 
 namespace fus {
 
@@ -12,31 +12,27 @@ constexpr int DETECT_BASE = 0;
 constexpr char LIST_SEPARATOR = '|';
 
 struct Spelling {
-    std::string_view text;
+    const char* text;
     bool value;
 };
 
 // In this order, and by prefix: "nothing" is false, "truest" is true.
-constexpr std::array<Spelling, 8> SPELLINGS = {{
-    {"yes", true}, {"true", true}, {"no", false}, {"false", false}, {"y", true},
-    {"1", true},   {"0", false},   {"n", false},
-}};
+constexpr Spelling SPELLINGS[] = {
+    {"yes", true}, {"true", true}, {"no", false}, {"false", false},
+    {"y", true},   {"1", true},    {"0", false},  {"n", false},
+};
 
 char lowerCase(char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
                                                 : character;
 }
 
-bool startsWith(std::string_view text, std::string_view lowerPrefix) {
-    if (text.size() < lowerPrefix.size()) {
-        return false;
+bool startsWith(const char* text, const char* lowerPrefix) {
+    while (*lowerPrefix != '\0' && lowerCase(*text) == *lowerPrefix) {
+        ++text;
+        ++lowerPrefix;
     }
-    for (size_t i = 0; i < lowerPrefix.size(); ++i) {
-        if (lowerCase(text[i]) != lowerPrefix[i]) {
-            return false;
-        }
-    }
-    return true;
+    return *lowerPrefix == '\0';
 }
 
 template <typename T>
@@ -66,18 +62,19 @@ size_t list(const char* text, std::vector<T>& items, const char* name, const cha
     return count;
 }
 
-std::string_view cutAtZero(std::string_view text) {
-    return text.substr(0, text.find('\0'));
-}
-
 } // namespace
 
 ConfigParam::ConfigParam(std::string_view name, std::string_view value)
-    : m_name(cutAtZero(name)), m_value(cutAtZero(value)) {}
+    : m_nameLength(name.size()), m_texts(new char[name.size() + value.size() + 2]) {
+    char* const valueText = std::copy(name.begin(), name.end(), m_texts.get()) + 1;
+    valueText[-1] = '\0';
+    *std::copy(value.begin(), value.end(), valueText) = '\0';
+}
 
 bool ConfigParam::toBool(bool defaultValue) const noexcept {
+    const char* const text = value() == nullptr ? "" : value();
     for (const Spelling& spelling : SPELLINGS) {
-        if (startsWith(m_value, spelling.text)) {
+        if (startsWith(text, spelling.text)) {
             return spelling.value;
         }
     }
@@ -85,21 +82,21 @@ bool ConfigParam::toBool(bool defaultValue) const noexcept {
 }
 
 int32_t ConfigParam::toInt(int32_t defaultValue) const {
-    return m_value.empty() ? defaultValue
-                           : scalar(text::toInt(value(), DETECT_BASE), value(), defaultValue,
-                                    printableName(), "integer");
+    return value() == nullptr ? defaultValue
+                              : scalar(text::toInt(value(), DETECT_BASE), value(), defaultValue,
+                                       printableName(), "integer");
 }
 
 uint32_t ConfigParam::toUnsigned(uint32_t defaultValue) const {
-    return m_value.empty() ? defaultValue
-                           : scalar(text::toUnsigned(value(), DETECT_BASE), value(), defaultValue,
-                                    printableName(), "unsigned integer");
+    return value() == nullptr ? defaultValue
+                              : scalar(text::toUnsigned(value(), DETECT_BASE), value(),
+                                       defaultValue, printableName(), "unsigned integer");
 }
 
 float ConfigParam::toFloat(float defaultValue) const {
-    return m_value.empty() ? defaultValue
-                           : scalar(text::toFloat(value()), value(), defaultValue, printableName(),
-                                    "float");
+    return value() == nullptr
+               ? defaultValue
+               : scalar(text::toFloat(value()), value(), defaultValue, printableName(), "float");
 }
 
 size_t ConfigParam::toInts(std::vector<int32_t>& items) const {

@@ -1,5 +1,7 @@
 #include "fus/P_Config.h"
 
+#include <algorithm>
+
 namespace fus {
 
 namespace {
@@ -105,30 +107,27 @@ size_t ConfigSection::getFloats(const char* path, std::vector<float>& items) con
     return param == nullptr ? 0 : param->toFloats(items);
 }
 
-template <typename Item>
-const Item* ConfigSection::findByName(const std::vector<std::unique_ptr<Item>>& items,
-                                      NameIndex& index, std::string_view name) {
+template <typename Items>
+const typename Items::value_type* ConfigSection::findByName(const Items& items, NameIndex& index,
+                                                            std::string_view name) {
     if (name.empty()) {
         return nullptr;
     }
     if (items.size() <= INDEX_THRESHOLD) {
-        for (const auto& item : items) {
-            if (item->m_name == name) {
-                return item.get();
-            }
-        }
-        return nullptr;
+        const auto found = std::find_if(items.begin(), items.end(),
+                                        [name](const auto& item) { return nameOf(item) == name; });
+        return found == items.end() ? nullptr : &*found;
     }
     // An emplace leaves an entry that is there alone, so the first of equal names stays.
     for (; index.indexed < items.size(); ++index.indexed) {
-        index.positions.emplace(items[index.indexed]->m_name, index.indexed);
+        index.positions.emplace(nameOf(items[index.indexed]), index.indexed);
     }
     const auto found = index.positions.find(name);
-    return found == index.positions.end() ? nullptr : items[found->second].get();
+    return found == index.positions.end() ? nullptr : &items[found->second];
 }
 
 void ConfigSection::addParam(std::string_view name, std::string_view value) {
-    m_params.push_back(std::make_unique<ConfigParam>(name, value));
+    m_params.emplace_back(name, value);
 }
 
 // The order of these tests is the format: "[A/]" names a section "A/", and a slash that is left
@@ -154,7 +153,8 @@ ConfigSection* ConfigSection::createSection(std::string_view path) {
 }
 
 const ConfigSection* ConfigSection::ownSection(std::string_view name) const {
-    return findByName(m_sections, m_sectionIndex, name);
+    const std::unique_ptr<ConfigSection>* found = findByName(m_sections, m_sectionIndex, name);
+    return found == nullptr ? nullptr : found->get();
 }
 
 ConfigSection* ConfigSection::findOrAddSection(std::string_view name) {

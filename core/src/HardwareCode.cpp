@@ -92,8 +92,8 @@ struct Family {
 
 constexpr Family FAMILIES[] = {
     {0, 0, ERR_GENERATOR, "Ok"},
-    {16, 16, ERR_GENERATOR, "Internal communication error between boards. ",
-     COMMUNICATION_ERRORS, std::size(COMMUNICATION_ERRORS)},
+    {16, 16, ERR_GENERATOR, "Internal communication error between boards. ", COMMUNICATION_ERRORS,
+     std::size(COMMUNICATION_ERRORS)},
     {17, 17, ERR_GENERATOR, "Board command interpreter error. ", INTERPRETER_ERRORS,
      std::size(INTERPRETER_ERRORS)},
     {18, 18, ERR_BOARD_BUSY, "Timeout expired (and board still busy on async. command)."},

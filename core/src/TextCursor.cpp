@@ -185,9 +185,10 @@ uint64_t TextCursor::find(char character) noexcept {
     }
     if (m_soughtCharacter != character || m_soughtPosition < m_position) {
         const void* found = std::memchr(current(), character, m_length - m_position);
-        m_soughtPosition = found == nullptr ? m_length
-                                            : static_cast<uint64_t>(
-                                                  static_cast<const char*>(found) - m_text.get());
+        m_soughtPosition =
+            found == nullptr
+                ? m_length
+                : static_cast<uint64_t>(static_cast<const char*>(found) - m_text.get());
         m_soughtCharacter = character;
     }
     return m_soughtPosition;

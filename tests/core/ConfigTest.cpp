@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 #include <stdexcept>
@@ -27,8 +28,8 @@ void readInto(Config& config, const std::string& text) {
 std::string dump(const ConfigSection& section) {
     const auto orDash = [](const char* text) { return std::string(text ? text : "-"); };
     std::string result = orDash(section.name()) + "{";
-    for (const auto& param : section.params()) {
-        result += orDash(param->name()) + "=" + orDash(param->value()) + ";";
+    for (const ConfigParam& param : section.params()) {
+        result += orDash(param.name()) + "=" + orDash(param.value()) + ";";
     }
     for (const auto& child : section.sections()) {
         EXPECT_EQ(&section, child->parent());
@@ -65,12 +66,16 @@ TEST(ConfigTest, TurnsLinesIntoATreeInFileOrder) {
         {"/*\n# */\n[a]\nnonsense\n*/\nx=1", "/{x=1;}"},
         {"/* on one line */\nx=1\n*/\ny=2", "/{y=2;}"},
         {"x = 1 /* y", "/{x=1 /* y;}"},
-        {"\xA0" "a\x80=\xFFv\xE9w\xA0", "/{a=v\xE9w;}"},
+        {"\xA0"
+         "a\x80=\xFFv\xE9w\xA0",
+         "/{a=v\xE9w;}"},
         {std::string("a\0=\0v\0w", 7), "/{a=v;}"},
         {"[ab] trailing\nx=1\n[cd]\n[ab]\ny=2", "/{ab{x=1;y=2;}cd{}}"},
         {"r=0\n[A/B]\nx=1\n[A/B]\ny=2\n[A/C]", "/{r=0;A{B{x=1;y=2;}C{}}}"},
         {"[ Axis0 / Board ]\nx=1", "/{Axis0 { Board{x=1;}}}"},
-        {"[\xA0" "ab\xA0]", "/{ab{}}"},
+        {"[\xA0"
+         "ab\xA0]",
+         "/{ab{}}"},
         {"[[ab]]", "/{[ab{}}"},
         {"[A/]\nx=1\n[A/]\ny=2", "/{A/{x=1;y=2;}}"},
         {"[A/B/]", "/{A{B/{}}}"},
@@ -86,8 +91,8 @@ TEST(ConfigTest, TurnsLinesIntoATreeInFileOrder) {
 
 TEST(ConfigTest, RefusesLinesThatItCannotReadButKeepsWhatStoodBefore) {
     const char* const rows[] = {
-        "*/",       "/*\n*/\n*/", "[",    "[  ",     "[ab",    "[a]",  "[ a ]", "[/]",   "[]",
-        "[ ]",      "key",        "key ", "key x=1", "key\xA0", "a b", "[ab\n]", "/ * x", "*",
+        "*/",  "/*\n*/\n*/", "[",    "[  ",     "[ab",     "[a]", "[ a ]",  "[/]",   "[]",
+        "[ ]", "key",        "key ", "key x=1", "key\xA0", "a b", "[ab\n]", "/ * x", "*",
     };
     for (const char* text : rows) {
         test::LogCapture log;
@@ -155,6 +160,54 @@ TEST(ConfigTest, TakesAStreamThatBreaksAsEnded) {
     EXPECT_EQ("/{a=1;b=2;}", dump(config));
 }
 
+/// Fills its buffer with so many bytes at a time; with none it is unbuffered.
+class TricklingBuffer : public std::streambuf {
+public:
+    TricklingBuffer(std::string text, size_t portion)
+        : m_text(std::move(text)), m_portion(portion) {}
+
+protected:
+    int_type underflow() override {
+        const size_t count = std::min(m_portion, m_text.size() - m_position);
+        setg(m_text.data() + m_position, m_text.data() + m_position,
+             m_text.data() + m_position + count);
+        m_position += count;
+        return count == 0 ? peek() : traits_type::to_int_type(*gptr());
+    }
+    int_type uflow() override {
+        if (m_portion != 0) {
+            return std::streambuf::uflow();
+        }
+        const int_type next = peek();
+        m_position += next == traits_type::eof() ? 0U : 1U;
+        return next;
+    }
+
+private:
+    int_type peek() const {
+        return m_portion == 0 && m_position < m_text.size()
+                   ? traits_type::to_int_type(m_text[m_position])
+                   : traits_type::eof();
+    }
+
+    std::string m_text;
+    size_t m_portion;
+    size_t m_position = 0;
+};
+
+TEST(ConfigTest, ReadsTheSameWhateverPortionsTheStreamGives) {
+    const std::string text = "first = " + std::string(70000, 'x') + "\r\n\n[ab]\nk = 1\n\nlast = 2";
+    const std::string tree = "/{first=" + std::string(70000, 'x') + ";ab{k=1;last=2;}}";
+    for (const size_t portion : {0U, 1U, 7U, 8192U, 65535U, 65536U, 65537U, 1000000U}) {
+        TricklingBuffer buffer(text, portion);
+        std::istream stream(&buffer);
+        Config config;
+        config.read(stream);
+        EXPECT_EQ(tree, dump(config)) << portion;
+        EXPECT_THROW(config.read(stream), FUSException) << "the stream is exhausted";
+    }
+}
+
 TEST(ConfigTest, WalksPathsFromTheSectionOrFromTheRoot) {
     Config config;
     readInto(config, "top=0\n[AA]\nx=1\nx=5\n[AA/BB]\nx=2\n[AA/BB/CC]\nx=3\n[BB]\nx=4\n= 9\n");
@@ -170,13 +223,26 @@ TEST(ConfigTest, WalksPathsFromTheSectionOrFromTheRoot) {
         const char* path;
         int value; // -1: not found
     } rows[] = {
-        {&config, "top", 0},    {&config, "/top", 0},     {&config, "AA/x", 1},
-        {&config, "/AA/x", 1},  {a, "x", 1},              {a, "BB/x", 2},
-        {a, "/BB/x", 4},        {c, "/AA/BB/x", 2},       {&config, "AA//BB/x", 4},
-        {c, "//BB/x", -1},      {&config, "//top", -1},   {&config, "AA/x/", -1},
-        {&config, "AA/", -1},   {&config, "/", -1},       {&config, "", -1},
-        {&config, nullptr, -1}, {&config, "aa/x", -1},    {&config, "AA/CC/x", -1},
-        {c, "AA/x", -1},        {&config, "AA/BB", -1},
+        {&config, "top", 0},
+        {&config, "/top", 0},
+        {&config, "AA/x", 1},
+        {&config, "/AA/x", 1},
+        {a, "x", 1},
+        {a, "BB/x", 2},
+        {a, "/BB/x", 4},
+        {c, "/AA/BB/x", 2},
+        {&config, "AA//BB/x", 4},
+        {c, "//BB/x", -1},
+        {&config, "//top", -1},
+        {&config, "AA/x/", -1},
+        {&config, "AA/", -1},
+        {&config, "/", -1},
+        {&config, "", -1},
+        {&config, nullptr, -1},
+        {&config, "aa/x", -1},
+        {&config, "AA/CC/x", -1},
+        {c, "AA/x", -1},
+        {&config, "AA/BB", -1},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row.value, row.from->getInt(row.path, -1)) << row.path;
@@ -263,10 +329,10 @@ TEST(ConfigTest, ReadsBooleansByPrefixInAnyCase) {
         const char* value;
         int result; // -1: the default
     } rows[] = {
-        {"yes", 1},    {"YES!", 1}, {"truest", 1}, {"True", 1}, {"no", 0},   {"nothing", 0},
-        {"FALSE", 0},  {"Y", 1},    {"yup", 1},    {"10", 1},   {"01", 0},   {"N", 0},
-        {"nay", 0},    {"T", -1},   {"F", -1},     {"tru", -1}, {"fals", -1}, {"2", -1},
-        {"on", -1},    {"-1", -1},
+        {"yes", 1},     {"YES!", 1},  {"truest", 1}, {"True", 1}, {"no", 0},
+        {"nothing", 0}, {"FALSE", 0}, {"Y", 1},      {"yup", 1},  {"10", 1},
+        {"01", 0},      {"N", 0},     {"nay", 0},    {"T", -1},   {"F", -1},
+        {"tru", -1},    {"fals", -1}, {"2", -1},     {"on", -1},  {"-1", -1},
     };
     test::LogCapture log;
     for (const auto& row : rows) {
@@ -352,8 +418,8 @@ TEST(ConfigTest, SurvivesAMillionNestedSections) {
         path += "/s";
     }
     Config config;
-    readInto(config, "[" + path + "]\nx=1\n[" + path + "]\ny=2\n[" + std::string(1000000, '/') +
-                         "]\n");
+    readInto(config,
+             "[" + path + "]\nx=1\n[" + path + "]\ny=2\n[" + std::string(1000000, '/') + "]\n");
     EXPECT_EQ(1, config.getInt((path + "/x").c_str(), 0));
     EXPECT_EQ(2, config.findSection(path.c_str())->getInt("/AB/missing", 2));
     EXPECT_EQ(nullptr, config.findSection((path + "/s").c_str()));

@@ -1,5 +1,5 @@
-#include "fus/FUSException.h"
 #include "fus/HardwareCode.h"
+#include "fus/FUSException.h"
 #include "fus/P_MProtocol.h"
 
 #include "support/LogCapture.h"
@@ -129,8 +129,7 @@ TEST(HardwareCodeTest, MechanicalTextsEndWhereTheVocabularyEnds) {
     EXPECT_EQ(nullptr, mechErrorText(35));
     EXPECT_EQ(nullptr, mechErrorText(255));
     EXPECT_STREQ("Displacement (or init) successfully executed", mechResultMessage(OK));
-    EXPECT_STREQ("Unexpected internal error (no detail, sorry)",
-                 mechResultMessage(ERROR_INTERNAL));
+    EXPECT_STREQ("Unexpected internal error (no detail, sorry)", mechResultMessage(ERROR_INTERNAL));
     EXPECT_STREQ("Unknown mechanical result", mechResultMessage(static_cast<MechResult>(8)));
 }
 

@@ -86,15 +86,14 @@ TEST(VersionTest, ReadsNumbersBetweenSeparatorsAndBoardNames) {
     for (const auto& row : rows) {
         Version version(9, 8, 7, 6);
         EXPECT_EQ(row.version != nullptr, version.setFromString(row.text)) << row.text;
-        EXPECT_EQ(row.version != nullptr ? row.version : "9.8.7.6", version.toString())
-            << row.text;
+        EXPECT_EQ(row.version != nullptr ? row.version : "9.8.7.6", version.toString()) << row.text;
     }
     EXPECT_FALSE(Version().setFromString(nullptr));
     EXPECT_EQ(nullVersion, Version("x"));
 }
 
 TEST(VersionTest, ComparesFromTheFirstComponentOn) {
-    const Version rising[] = {Version(), Version(0, 0, 0, 1), Version(0, 0, 1, 0),
+    const Version rising[] = {Version(),           Version(0, 0, 0, 1), Version(0, 0, 1, 0),
                               Version(0, 2, 0, 0), Version(1, 1, 9, 9), Version(1, 2, 0, 0)};
     for (size_t i = 0; i < std::size(rising); ++i) {
         for (size_t k = 0; k < std::size(rising); ++k) {
@@ -116,7 +115,8 @@ TEST(MessageTest, OwnsItsTextAndIsNullWhenEmpty) {
     EXPECT_STREQ("thresh", copy.c_str());
     EXPECT_EQ(6U, copy.size());
     EXPECT_NE(cut.c_str(), copy.c_str());
-    for (const Message& empty : {Message(), Message("", 5), Message(nullptr, 5), Message(text, 0)}) {
+    for (const Message& empty :
+         {Message(), Message("", 5), Message(nullptr, 5), Message(text, 0)}) {
         const Message copyOfEmpty(empty);
         EXPECT_EQ(nullptr, copyOfEmpty.c_str());
         EXPECT_EQ(0U, copyOfEmpty.size());
@@ -234,11 +234,11 @@ TEST(Mask1DTest, ResizesByTheRuleForOldAndForNewEntries) {
         Extra extra;
         const char* entries;
     } rows[] = {
-        {5, Existing::COPY, Extra::SET_1, "10111"},  {5, Existing::COPY, Extra::SET_0, "10100"},
-        {2, Existing::COPY, Extra::SET_1, "10"},     {5, Existing::SET_0, Extra::SET_1, "00011"},
-        {2, Existing::SET_1, Extra::RANDOM, "11"},   {4, Existing::SET_1, Extra::SET_0, "1110"},
-        {0, Existing::COPY, Extra::SET_1, ""},       {3, Existing::LOST, Extra::SET_1, "101"},
-        {3, Existing::COPY, Extra::SET_1, "101"},    {3, Existing::SET_0, Extra::SET_1, "000"},
+        {5, Existing::COPY, Extra::SET_1, "10111"}, {5, Existing::COPY, Extra::SET_0, "10100"},
+        {2, Existing::COPY, Extra::SET_1, "10"},    {5, Existing::SET_0, Extra::SET_1, "00011"},
+        {2, Existing::SET_1, Extra::RANDOM, "11"},  {4, Existing::SET_1, Extra::SET_0, "1110"},
+        {0, Existing::COPY, Extra::SET_1, ""},      {3, Existing::LOST, Extra::SET_1, "101"},
+        {3, Existing::COPY, Extra::SET_1, "101"},   {3, Existing::SET_0, Extra::SET_1, "000"},
         {3, Existing::SET_1, Extra::SET_0, "111"},
     };
     for (const auto& row : rows) {
@@ -298,7 +298,9 @@ TEST(Mask1DTest, FindsAndCountsEntries) {
         EXPECT_EQ(row.lastFalse, mask.findLast(false)) << row.entries;
     }
     EXPECT_EQ(0xFFFFFFFFU, Mask1D(40, true).asBitmask());
-    EXPECT_EQ(0x80000001U, maskOf("10000000000000000000000000000001" "1").asBitmask());
+    EXPECT_EQ(0x80000001U, maskOf("10000000000000000000000000000001"
+                                  "1")
+                               .asBitmask());
     EXPECT_EQ(0x5U, maskOf("101").asBitmask());
     EXPECT_EQ(0U, Mask1D().asBitmask());
 }
@@ -354,7 +356,9 @@ TEST(TextCursorTest, ConvertsAsALongOf32BitsDoes) {
         {"99999999999999999999999", 0, 2147483647, 4294967295U, true, true, 23},
         {"--1", 0, 0, 0, false, false, 0},
         {"- 1", 0, 0, 0, false, false, 0},
-        {"\xA0" "1", 0, 0, 0, false, false, 0},
+        {"\xA0"
+         "1",
+         0, 0, 0, false, false, 0},
         {" ", 0, 0, 0, false, false, 0},
         {"", 0, 0, 0, false, false, 0},
     };

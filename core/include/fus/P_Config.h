@@ -20,13 +20,13 @@ namespace fus {
 /// ends the list.
 class ConfigParam {
 public:
-    /// Both texts are cut at a zero byte, as strings that end in one.
+    /// Copies both texts. As strings that end in a zero byte they are cut at one.
     ConfigParam(std::string_view name, std::string_view value);
 
     /// Null if it is empty; such a parameter is never found.
-    const char* name() const noexcept { return m_name.empty() ? nullptr : m_name.c_str(); }
+    const char* name() const noexcept { return orNull(m_texts.get()); }
     /// Null if the parameter was written without a value.
-    const char* value() const noexcept { return m_value.empty() ? nullptr : m_value.c_str(); }
+    const char* value() const noexcept { return orNull(m_texts.get() + m_nameLength + 1); }
 
     /// By prefix, in any case: yes, true, no, false; by the first byte: y, 1, n, 0. Never logs.
     bool toBool(bool defaultValue) const noexcept;
@@ -40,20 +40,22 @@ public:
 private:
     friend class ConfigSection;
 
-    const char* printableName() const noexcept {
-        return m_name.empty() ? "(null)" : m_name.c_str();
-    }
+    static const char* orNull(const char* text) noexcept { return *text == '\0' ? nullptr : text; }
+    std::string_view nameView() const noexcept { return {m_texts.get(), m_nameLength}; }
+    const char* printableName() const noexcept { return name() == nullptr ? "(null)" : name(); }
 
-    std::string m_name;
-    std::string m_value;
+    // Name and value in one block: allocations are most of what reading a text costs.
+    size_t m_nameLength;
+    std::unique_ptr<char[]> m_texts;
 };
 
 /// A node of the tree: parameters in file order, subsections in the order of their creation.
 /// Names are compared byte by byte. Of equal names, every look-up finds the first.
 ///
 /// A path is a chain of names with '/' between them; one that begins with '/' starts at the root,
-/// and so does what follows a doubled slash inside a path. Whatever is handed out lives as long as
-/// the tree. Not locked, and look-ups keep an index: one thread at a time.
+/// and so does what follows a doubled slash inside a path. Sections and texts live as long as the
+/// tree, a ConfigParam until its section gains another one. Not locked, and look-ups keep an
+/// index: one thread at a time.
 class ConfigSection {
 public:
     explicit ConfigSection(std::string_view name);
@@ -65,7 +67,7 @@ public:
     /// The section's own name; null if it is empty.
     const char* name() const noexcept { return m_name.empty() ? nullptr : m_name.c_str(); }
     const ConfigSection* parent() const noexcept { return m_parent; }
-    const std::vector<std::unique_ptr<ConfigParam>>& params() const noexcept { return m_params; }
+    const std::vector<ConfigParam>& params() const noexcept { return m_params; }
     const std::vector<std::unique_ptr<ConfigSection>>& sections() const noexcept {
         return m_sections;
     }
@@ -103,9 +105,13 @@ private:
         size_t indexed = 0;
     };
 
-    template <typename Item>
-    static const Item* findByName(const std::vector<std::unique_ptr<Item>>& items,
-                                  NameIndex& index, std::string_view name);
+    static std::string_view nameOf(const ConfigParam& param) noexcept { return param.nameView(); }
+    static std::string_view nameOf(const std::unique_ptr<ConfigSection>& section) noexcept {
+        return section->m_name;
+    }
+    template <typename Items>
+    static const typename Items::value_type* findByName(const Items& items, NameIndex& index,
+                                                        std::string_view name);
 
     void addParam(std::string_view name, std::string_view value);
     ConfigSection* createSection(std::string_view path);
@@ -115,7 +121,7 @@ private:
 
     std::string m_name;
     ConfigSection* m_parent = nullptr;
-    std::vector<std::unique_ptr<ConfigParam>> m_params;
+    std::vector<ConfigParam> m_params;
     std::vector<std::unique_ptr<ConfigSection>> m_sections;
     mutable NameIndex m_paramIndex;
     mutable NameIndex m_sectionIndex;

@@ -37,10 +37,18 @@ public:
 
 FUS_API bool operator==(const Version& a, const Version& b) noexcept;
 FUS_API bool operator<(const Version& a, const Version& b) noexcept;
-inline bool operator!=(const Version& a, const Version& b) noexcept { return !(a == b); }
-inline bool operator>(const Version& a, const Version& b) noexcept { return b < a; }
-inline bool operator<=(const Version& a, const Version& b) noexcept { return !(b < a); }
-inline bool operator>=(const Version& a, const Version& b) noexcept { return !(a < b); }
+inline bool operator!=(const Version& a, const Version& b) noexcept {
+    return !(a == b);
+}
+inline bool operator>(const Version& a, const Version& b) noexcept {
+    return b < a;
+}
+inline bool operator<=(const Version& a, const Version& b) noexcept {
+    return !(b < a);
+}
+inline bool operator>=(const Version& a, const Version& b) noexcept {
+    return !(a < b);
+}
 
 /// All zeros: what accessors return where no board exists.
 extern FUS_API const Version nullVersion;
