@@ -38,7 +38,7 @@ FLOORS = [
     """),
     ("shooting", """
         ElectronicTrajectory Generator GeneratorLimits GeneratorPrivate PhaseShot TimeSlicer
-        TrajectoryBufferInfo
+        TrajectoryBufferInfo TrajectoryUpload
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

@@ -10,8 +10,8 @@ namespace fus {
 
 namespace {
 
-using gprotocol::boardTypeToHardwareID;
 using gprotocol::BoardType;
+using gprotocol::boardTypeToHardwareID;
 
 /// No generator has nearly as many buffers; more are the word of a broken or hostile peer, and
 /// must not cost us our memory.
@@ -37,8 +37,7 @@ unsigned recordCount(unsigned buffers) {
 } // namespace
 
 MeasureLayout::MeasureLayout(const GeneratorConfig& config)
-    : channels(config.getCount(NB_CHANNELS)),
-      boards(config.getCount(NB_ACTIVE_AMPLIFIER_BOARDS)),
+    : channels(config.getCount(NB_CHANNELS)), boards(config.getCount(NB_ACTIVE_AMPLIFIER_BOARDS)),
       channelBytes(config.getCount(NB_AMPLIFIER_CHANNEL_MEASURES_SIZE)),
       boardBytes(config.getCount(NB_AMPLIFIER_BOARD_MEASURES_SIZE)) {
     if (const PrivateBoardAMP* amplifier = config.firstActiveAmp()) {
@@ -63,9 +62,10 @@ TrajectoryBufferInfo& GeneratorSession::record(unsigned buffer) const {
 }
 
 TrajectoryBufferInfo* GeneratorSession::findExecution(unsigned executionID) const {
-    const auto found = std::find_if(
-        m_records.begin(), m_records.end(),
-        [executionID](const auto& record) { return record->executionID() == executionID; });
+    const auto found =
+        std::find_if(m_records.begin(), m_records.end(), [executionID](const auto& record) {
+            return record->executionID() == executionID;
+        });
     return found == m_records.end() ? nullptr : found->get();
 }
 

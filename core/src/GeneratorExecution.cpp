@@ -68,8 +68,7 @@ unsigned sendStartV2(Connection& connection, const Start& start,
     return connection.sendCommand(CMD_TRAJ_EXEC_V2, packet);
 }
 
-unsigned sendStart(Connection& connection, const Start& start,
-                   const TrajectoryBufferInfo& record) {
+unsigned sendStart(Connection& connection, const Start& start, const TrajectoryBufferInfo& record) {
     if (connection.config().protocolNumber() >= PROTOCOL_V3_FULL) {
         return sendStartV3(connection, start);
     }

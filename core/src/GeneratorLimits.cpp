@@ -37,15 +37,13 @@ constexpr LimitRow MIN_SHOOTING = {{reported(TIME_MIN_SHOOTING), reported(TIME_M
 constexpr LimitRow MAX_SHOOTING = {{reported(TIME_MAX_SHOOTING), reported(TIME_MAX_QUICK_SHOOTING),
                                     reported(TIME_MAX_QUICK_SHOOTING),
                                     fixed(COMPOSITE_MAX_DURATION)}};
-constexpr LimitRow MIN_TOTAL = {{reported(TIME_MIN_TOTAL_SHOT),
-                                 reported(TIME_MIN_QUICK_TOTAL_SHOT),
+constexpr LimitRow MIN_TOTAL = {{reported(TIME_MIN_TOTAL_SHOT), reported(TIME_MIN_QUICK_TOTAL_SHOT),
                                  reported(TIME_MIN_REPEAT_TOTAL_SHOT), fixed(0)}};
 constexpr LimitRow MAX_TOTAL = {{reported(TIME_MAX_TOTAL_SHOT), reported(TIME_MAX_TOTAL_SHOT),
                                  reported(TIME_MAX_TOTAL_SHOT), fixed(COMPOSITE_MAX_DURATION)}};
-constexpr LimitRow MAX_DELAY = {{reported(TIME_MAX_TRAJECTORY_DELAY),
-                                 reported(TIME_MAX_TRAJECTORY_DELAY),
-                                 reported(TIME_MAX_REPEAT_TRAJECTORY_DELAY),
-                                 reported(TIME_MAX_REPEAT_TRAJECTORY_DELAY)}};
+constexpr LimitRow MAX_DELAY = {
+    {reported(TIME_MAX_TRAJECTORY_DELAY), reported(TIME_MAX_TRAJECTORY_DELAY),
+     reported(TIME_MAX_REPEAT_TRAJECTORY_DELAY), reported(TIME_MAX_REPEAT_TRAJECTORY_DELAY)}};
 constexpr LimitRow MAX_SIZE = {{reported(NB_MAX_TRAJECTORY_SIZE), reported(NB_MAX_TRAJECTORY_SIZE),
                                 reported(NB_MAX_COMPOSITE_SHOTS),
                                 reported(NB_MAX_COMPOSITE_SHOTS)}};

@@ -129,15 +129,9 @@ ExecResult::Status statusFromTextCode(int code, unsigned remain) {
 }
 
 AsyncResult::AsyncResult(unsigned executionID, NetPacket& packet)
-    : id(executionID),
-      channels(packet.read32()),
-      duration(packet.read32()),
-      shot(packet.read32()),
-      gap(static_cast<int>(packet.read32())),
-      remain(packet.read32()),
-      generatorError(packet.read8()),
-      amplifierError(packet.read8()),
-      type(packet.read8()) {
+    : id(executionID), channels(packet.read32()), duration(packet.read32()), shot(packet.read32()),
+      gap(static_cast<int>(packet.read32())), remain(packet.read32()),
+      generatorError(packet.read8()), amplifierError(packet.read8()), type(packet.read8()) {
     packet.read8();
     packet.read32();
 }
@@ -174,11 +168,16 @@ void Generator::handleAsyncAnswer(unsigned id, unsigned short /*type*/, NetPacke
     }
     result.complete(*record);
     switch (result.type) {
-    case SHOT_RESULT: return m_private->handleShotResult(result, session->layout(), packet);
-    case SHOT_ERROR: return m_private->handleShotError(result, packet);
-    case TEXT_RESULT: return m_private->handleTextResult(result, packet);
-    case BINARY_RESULT: return m_private->handleBinaryResult(result, packet);
-    default: return;
+    case SHOT_RESULT:
+        return m_private->handleShotResult(result, session->layout(), packet);
+    case SHOT_ERROR:
+        return m_private->handleShotError(result, packet);
+    case TEXT_RESULT:
+        return m_private->handleTextResult(result, packet);
+    case BINARY_RESULT:
+        return m_private->handleBinaryResult(result, packet);
+    default:
+        return;
     }
 }
 
@@ -206,12 +205,12 @@ void Generator::Private::handleTextResult(const AsyncResult& result, NetPacket& 
     }
     FUS_LOG(ERROR, FORMAT, result.id, result.execIndex, result.total - 1, result.remain, text.code,
             status, text.message.c_str());
-    upcalls.notifyListeners(new ExecEvent(result.id, result.execIndex, result.remain, status,
-                                          text.message.c_str()));
+    upcalls.notifyListeners(
+        new ExecEvent(result.id, result.execIndex, result.remain, status, text.message.c_str()));
     if (result.withMechanics) {
         const bool byUser = status == ExecResult::EXEC_STOP_BY_USER;
-        upcalls.notifyListeners(new MechMotionEvent(
-            result.id, byUser ? mprotocol::USER_STOP : mprotocol::ERROR_INTERNAL));
+        upcalls.notifyListeners(new MechMotionEvent(result.id, byUser ? mprotocol::USER_STOP
+                                                                      : mprotocol::ERROR_INTERNAL));
     }
 }
 
@@ -233,8 +232,8 @@ void Generator::Private::handleBinaryResult(const AsyncResult& result, NetPacket
     }
     FUS_LOG(ERROR, FORMAT, result.id, result.execIndex, result.total - 1, result.remain,
             info.code(), name, info.message().c_str());
-    upcalls.notifyListeners(new ExecEvent(result.id, result.execIndex, result.remain, status,
-                                          info.message().c_str()));
+    upcalls.notifyListeners(
+        new ExecEvent(result.id, result.execIndex, result.remain, status, info.message().c_str()));
     if (result.withMechanics) {
         upcalls.notifyListeners(new MechMotionEvent(result.id, HardwareCode(info.code()),
                                                     MechMotionEvent::RESULT_FROM_CODE));

@@ -104,8 +104,8 @@ std::unique_ptr<unsigned char[]> decodeBlock(NetPacket& packet, const MeasureLay
     std::uint64_t decoded = decodedBytes(layout.channelSizes, layout.channels,
                                          "Unsupported channel measurement format.");
     if (plan.boards != 0) {
-        decoded += decodedBytes(layout.boardSizes, plan.boards,
-                                "Unsupported board measurement format.");
+        decoded +=
+            decodedBytes(layout.boardSizes, plan.boards, "Unsupported board measurement format.");
     }
     std::unique_ptr<unsigned char[]> block(new unsigned char[plan.bytes]);
     requireFilled(block.get(), plan.bytes, decoded);

@@ -55,13 +55,9 @@ std::string describe(const PhaseShot& shot) {
 
 UploadFacts::UploadFacts(const GeneratorConfig& generator, const ElectronicTrajectory& trajectory,
                          const UploadRequest& asked)
-    : config(generator),
-      request(asked),
-      protocol(generator.protocolNumber()),
-      shots(trajectory.size()),
-      maxShots(limits::maxTrajectorySize(generator, asked.elecMode)),
-      channels(trajectory.channels()),
-      activeChannels(trajectory.activeChannels()) {}
+    : config(generator), request(asked), protocol(generator.protocolNumber()),
+      shots(trajectory.size()), maxShots(limits::maxTrajectorySize(generator, asked.elecMode)),
+      channels(trajectory.channels()), activeChannels(trajectory.activeChannels()) {}
 
 bool UploadFacts::isRepeated() const {
     return request.elecMode == EXEC_ELEC_REPEAT || request.elecMode == EXEC_ELEC_COMPOSITE;
@@ -112,8 +108,7 @@ void TrajectoryUpload::prepareShot(ElectronicTrajectory& trajectory, unsigned in
         checkCounts(trajectory.shot(index), index);
     }
     if (!trajectory.shot(index).prepareData(trajectory)) {
-        FUS_THROW_MSG(ERR_ARGUMENT,
-                      "Shot[" + std::to_string(index) + "]: error converting phases");
+        FUS_THROW_MSG(ERR_ARGUMENT, "Shot[" + std::to_string(index) + "]: error converting phases");
     }
     if (!m_secure) {
         return;

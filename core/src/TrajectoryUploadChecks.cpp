@@ -81,16 +81,14 @@ constexpr RequestCheck REQUEST_CHECKS[] = {
     {[](const UploadFacts& f) {
          return f.hasFlag(EXEC_FLAG_OMIT_ALL_MEASURES) && f.request.elecMode != EXEC_ELEC_NORMAL;
      },
-     "The execution flag OMIT_ALL_MEASURES can only be used in NORMAL mode, ignored.",
-     Effect::WARN, EXEC_FLAG_OMIT_ALL_MEASURES},
+     "The execution flag OMIT_ALL_MEASURES can only be used in NORMAL mode, ignored.", Effect::WARN,
+     EXEC_FLAG_OMIT_ALL_MEASURES},
     {[](const UploadFacts& f) {
          return f.hasFlag(EXEC_FLAG_ADD_BOARD_MEASURES) && f.request.elecMode != EXEC_ELEC_NORMAL;
      },
      "The execution flag ADD_BOARD_MEASURES can only be used in NORMAL mode, ignored.",
      Effect::WARN, EXEC_FLAG_ADD_BOARD_MEASURES},
-    {[](const UploadFacts& f) {
-         return f.hasFlag(EXEC_FLAG_OMIT_EXEC_RESULTS) && f.isRepeated();
-     },
+    {[](const UploadFacts& f) { return f.hasFlag(EXEC_FLAG_OMIT_EXEC_RESULTS) && f.isRepeated(); },
      "OMIT_EXEC_RESULTS flag can only be used in NORMAL mode, ignored.", Effect::WARN,
      EXEC_FLAG_OMIT_EXEC_RESULTS},
     {[](const UploadFacts& f) {
@@ -151,8 +149,7 @@ void TrajectoryUpload::checkRequest() {
     }
 }
 
-void TrajectoryUpload::requireUsableCount(unsigned count, const char* what,
-                                          unsigned index) const {
+void TrajectoryUpload::requireUsableCount(unsigned count, const char* what, unsigned index) const {
     if (count >= 2 && count != m_facts.activeChannels) {
         refuseShot(index, "bad number of ", what, " (", count, "), can only be 0, 1 or ",
                    m_facts.activeChannels);
