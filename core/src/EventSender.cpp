@@ -48,7 +48,7 @@ EventSender::EventSender(DisconnectHook disconnect, MechanicalCauseHook mechanic
       m_mechanicalCause(std::move(mechanicalCause)), m_queued(0, 0),
       m_callEnded(&m_listenersMutex) {}
 
-EventSender::~EventSender() {
+EventSender::~EventSender() noexcept {
     // Before any member dies: the thread works with all of them.
     requestStop();
     wait();
@@ -124,7 +124,10 @@ bool EventSender::waitIdle(unsigned timeout_ms) {
 }
 
 std::uint32_t EventSender::run() {
-    m_threadId = currentThreadId();
+    // A thread that gets here only behind the destructor's stop must not touch a member.
+    if (!isStopRequested()) {
+        m_threadId = currentThreadId();
+    }
     while (!isStopRequested()) {
         m_queued.wait(1, QUEUE_STEP);
         if (const std::unique_ptr<FUSEvent> event = takeFirst()) {

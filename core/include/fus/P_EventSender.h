@@ -40,7 +40,7 @@ public:
 
     /// Both hooks are called on this thread. Without `mechanicalCause` events keep their code.
     explicit EventSender(DisconnectHook disconnect, MechanicalCauseHook mechanicalCause = nullptr);
-    ~EventSender() override;
+    ~EventSender() noexcept override;
 
     /// Takes over the event and queues it; any thread, never waits for a listener. ERR_ARGUMENT for
     /// a null event. What is posted after a stop stays queued until the destructor deletes it.
