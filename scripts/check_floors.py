@@ -50,8 +50,9 @@ FLOORS = [
 FLOOR_OF = {name: number for number, (_, names) in enumerate(FLOORS, 1) for name in names.split()}
 
 MODULE = len(FLOORS)
-# The other side of the wire: it shares the vocabulary with the library, and nothing above it.
-SIMULATOR_MAY_KNOW = 4
+# The other side of the wire: it shares the vocabulary with the library, and the reader of its
+# description, so that it knows its own boards.
+SIMULATOR_MAY_KNOW = 5
 
 
 def stem(path):

@@ -31,8 +31,8 @@ BoardRequest readRequest(const Bytes& payload) {
     request.command = reader.u16();
     const std::size_t size = reader.u16();
     if (size != reader.remaining()) {
-        refuse(BAD_INPUT_SIZE, static_cast<std::uint32_t>(size),
-               "The data has %zu bytes, not %zu.", reader.remaining(), size);
+        refuse(BAD_INPUT_SIZE, static_cast<std::uint32_t>(size), "The data has %zu bytes, not %zu.",
+               reader.remaining(), size);
     }
     const std::uint8_t* data = reader.take(size);
     request.data.assign(data, data + size);
@@ -161,10 +161,8 @@ struct BoardCommandRow {
 };
 
 constexpr BoardCommandRow BOARD_COMMAND_ROWS[] = {
-    {CMD_BOARD_VERSION, true, boardVersion},
-    {CMD_BOARD_CRC_DATE, true, boardCrcAndDate},
-    {CMD_BOARD_MEASURES, false, boardMeasures},
-    {CMD_BOARD_PARAM_SET, false, writeParameter},
+    {CMD_BOARD_VERSION, true, boardVersion},     {CMD_BOARD_CRC_DATE, true, boardCrcAndDate},
+    {CMD_BOARD_MEASURES, false, boardMeasures},  {CMD_BOARD_PARAM_SET, false, writeParameter},
     {CMD_BOARD_PARAM_GET, false, readParameter},
 };
 

@@ -1,4 +1,4 @@
-#include "CommandLine.h"
+#include "fussim/CommandLine.h"
 
 #include "Refusal.h"
 
@@ -119,8 +119,8 @@ std::string CommandLine::helpText() {
     std::string text = "usage: fus-simulator [OPTION...]\n"
                        "Stands in for an ultrasound generator, for one client at a time.\n\n";
     for (const OptionRow& row : OPTION_ROWS) {
-        const std::string name = std::string(row.name) + (row.value ? " " : "") +
-                                 (row.value ? row.value : "");
+        const std::string name =
+            std::string(row.name) + (row.value ? " " : "") + (row.value ? row.value : "");
         text += formatted("  %-30s %s\n", name.c_str(), row.help);
     }
     text += "\nFaults (a type is a number or a name such as CMD_TRAJ_EXEC_V3 or ANSWER_EXEC_ASYNC;"

@@ -21,6 +21,19 @@ void needEnd(const ByteReader& reader) {
     }
 }
 
+void refusePulse(Pulse outcome) {
+    switch (outcome) {
+    case Pulse::NOT_RUNNING:
+        refuse(NOTHING_TO_EXECUTE, 0, "No execution is running.");
+    case Pulse::NOT_EXPECTED:
+        refuse(CHECK_ERROR, 0, "No trigger is expected.");
+    case Pulse::UNEXPECTED:
+        refuse(CHECK_ERROR, 0, "A pulse during a triggered shot.");
+    case Pulse::TAKEN:
+        break;
+    }
+}
+
 } // namespace
 
 struct Commands::Row {
@@ -82,6 +95,7 @@ Reply Commands::carryOut(const Request& request) {
 
 Reply Commands::upload(const Request& request) {
     Upload upload = readUpload(m_hardware, request.payload);
+    m_executor.settle();
     if (m_executor.isBusyWith(upload.buffer)) {
         refuse(EDIT_WHILE_EXEC, upload.buffer, "Buffer %u is being executed.",
                static_cast<unsigned>(upload.buffer));
@@ -142,8 +156,8 @@ void Commands::checkStart(const Job& job) {
     const std::uint32_t least = description.isV2() ? description.timing.minTrajectoryDelay : 0;
     const std::uint32_t most = m_hardware.maxTrajectoryDelay(record.elecMode);
     const bool isTriggered = record.trigMode >= EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY;
-    if (record.count > 1 && (record.delay < least || record.delay > most ||
-                             (isTriggered && record.delay != 0))) {
+    if (record.count > 1 &&
+        (record.delay < least || record.delay > most || (isTriggered && record.delay != 0))) {
         refuse(OUT_OF_RANGE, record.delay, "Bad delay %u us between executions.",
                static_cast<unsigned>(record.delay));
     }
@@ -153,6 +167,7 @@ Reply Commands::start(const Request& request) {
     Reply reply;
     reply.job = readStart(request);
     checkStart(*reply.job);
+    m_executor.settle();
     if (m_executor.isBusy()) {
         if (!m_executor.canSwitchTo(reply.job->record.buffer)) {
             refuse(CANNOT_SWITCH, reply.job->record.buffer, "An execution is running.");
@@ -180,13 +195,12 @@ Reply Commands::heartBeat(const Request&) {
 
 Reply Commands::triggerPulse(const Request& request) {
     needEnd(ByteReader(request.payload));
-    switch (m_control.pulse()) {
-    case Pulse::TAKEN: return {};
-    case Pulse::NOT_RUNNING: refuse(NOTHING_TO_EXECUTE, 0, "No execution is running.");
-    case Pulse::NOT_EXPECTED: refuse(CHECK_ERROR, 0, "No trigger is expected.");
-    case Pulse::UNEXPECTED: break;
+    Reply reply;
+    reply.isPulse = m_control.expectedPulse() == Pulse::TAKEN;
+    if (!reply.isPulse) {
+        refusePulse(m_control.pulse());
     }
-    refuse(CHECK_ERROR, 0, "A pulse during a triggered shot.");
+    return reply;
 }
 
 Reply Commands::wait(const Request& request) {

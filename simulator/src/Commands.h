@@ -25,6 +25,7 @@ struct Reply {
     Bytes payload;
     bool isSilent = false;    // no answer
     bool isEnd = false;       // the client has said good-bye
+    bool isPulse = false;     // a pulse comes behind the answer, so that its results do too
     std::uint32_t waitUs = 0; // the answer, and all that follows, waits so long
     std::optional<Job> job;   // to be started with the answer; its outlet isn't set
 };

@@ -139,8 +139,8 @@ BoardMeasureDescription describeBoardMeasure(const Config& ini, const std::strin
     measure.upperThreshold = maxAdc(source.size);
     measure.coefficients = {0, 1};
     std::string name;
-    if (const auto* section = findMeasureSection(ini, "simulator/measures/" + type, position,
-                                                 source.name, name)) {
+    if (const auto* section =
+            findMeasureSection(ini, "simulator/measures/" + type, position, source.name, name)) {
         readBoardMeasure(*section, name, measure);
     }
     return measure;
@@ -152,8 +152,8 @@ MeasureCurve standardCurve(const std::string& name, unsigned size) {
         const char* name;
         double low, high;
     };
-    constexpr Range RANGES[] = {{"vrf", 0, 102},        {"irf", 0, 2.55},  {"Pfd", 0, 255},
-                                {"Pre", 0, 255},        {"vdc", 0, 65},    {"idc", 0, 65},
+    constexpr Range RANGES[] = {{"vrf", 0, 102},          {"irf", 0, 2.55},   {"Pfd", 0, 255},
+                                {"Pre", 0, 255},          {"vdc", 0, 65},     {"idc", 0, 65},
                                 {"pvi", -1.5708, 1.5708}, {"pvr", 0, 6.2832}, {"tem", 0, 255}};
     for (const Range& range : RANGES) {
         if (name == range.name) {
@@ -169,8 +169,8 @@ ChannelMeasureDescription describeChannelMeasure(const Config& ini, std::size_t 
     ChannelMeasureDescription measure{source.name, source.size,
                                       standardCurve(source.name, source.size)};
     std::string name;
-    if (const auto* section = findMeasureSection(ini, "simulator/channels", position, source.name,
-                                                 name)) {
+    if (const auto* section =
+            findMeasureSection(ini, "simulator/channels", position, source.name, name)) {
         checkKeys(*section, name, {"coefficients"});
         const std::vector<double> coefficients = readNumbers(*section, name, "coefficients");
         if (coefficients.size() < 2) {
@@ -190,10 +190,14 @@ std::array<unsigned, 4> components(const Version& version) {
 
 const char* typeName(unsigned hwid) {
     switch (boardBit(hwid)) {
-    case ON_UPB: return "UPB";
-    case ON_SNT: return "SNT";
-    case ON_AMP: return "AMP";
-    default: return "MOT";
+    case ON_UPB:
+        return "UPB";
+    case ON_SNT:
+        return "SNT";
+    case ON_AMP:
+        return "AMP";
+    default:
+        return "MOT";
     }
 }
 
@@ -307,8 +311,8 @@ void describeGeneratorParameters(const Config& ini, Description& result) {
     for (const auto& param : section->params()) {
         const std::string key = param->name() ? param->name() : "";
         const unsigned id = parameterFromText(key);
-        const bool known = std::any_of(rows.begin(), rows.end(),
-                                       [id](const auto& row) { return row.id == id; });
+        const bool known =
+            std::any_of(rows.begin(), rows.end(), [id](const auto& row) { return row.id == id; });
         const std::uint64_t value = known ? parameterValue(*param, name) : 0;
         if (!known || value > 255) {
             fail("[" + name + "]: '" + key + "' isn't a known parameter of one byte");

@@ -46,6 +46,11 @@ void Executor::stopAndWait(const StopReason& reason) {
     m_changed.wait(lock, [this] { return m_state == State::IDLE; });
 }
 
+void Executor::settle() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [this] { return m_state == State::IDLE || m_env.control.isRunning(); });
+}
+
 void Executor::accept(Job job) {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_env.journal.startExecution(job.record);
@@ -76,7 +81,6 @@ void Executor::run() {
         lock.unlock();
         Run(m_env, m_job, seed).go();
         lock.lock();
-        m_env.control.end();
         m_job = Job();
         m_state = State::IDLE;
         m_changed.notify_all();

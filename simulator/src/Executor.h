@@ -19,6 +19,8 @@ public:
     Executor(const Executor&) = delete;
     Executor& operator=(const Executor&) = delete;
 
+    // Waits for what has sent its last result to be over altogether. To be called before isBusy.
+    void settle();
     bool isBusy() const;
     bool isBusyWith(unsigned buffer) const;
     // True if what runs may be replaced by an execution from this buffer.

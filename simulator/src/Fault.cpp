@@ -18,7 +18,7 @@ namespace {
 struct KindRow {
     FaultKind kind;
     const char* name;
-    const char* valueKey;  // the key of Fault::value, null if it takes none
+    const char* valueKey; // the key of Fault::value, null if it takes none
     bool valueNeeded;
     std::uint32_t standard;
     const char* otherKeys; // separated by blanks

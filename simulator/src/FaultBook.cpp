@@ -15,16 +15,27 @@ bool isDistortion(FaultKind kind) {
 
 void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
     switch (fault.kind) {
-    case FaultKind::LATE: verdict.lateMs += fault.value; break;
-    case FaultKind::MISSING: verdict.missing = true; break;
-    case FaultKind::WRONG_TYPE: packet.type = fault.value; break;
-    case FaultKind::WRONG_ID: packet.id = fault.value ? fault.value : packet.id + 1000; break;
+    case FaultKind::LATE:
+        verdict.lateMs += fault.value;
+        break;
+    case FaultKind::MISSING:
+        verdict.missing = true;
+        break;
+    case FaultKind::WRONG_TYPE:
+        packet.type = fault.value;
+        break;
+    case FaultKind::WRONG_ID:
+        packet.id = fault.value ? fault.value : packet.id + 1000;
+        break;
     case FaultKind::WRONG_SIZE:
         packet.liesAboutSize = true;
         packet.declaredSize = fault.value;
         break;
-    case FaultKind::PAYLOAD_SIZE: packet.payload.resize(fault.value); break;
-    default: break;
+    case FaultKind::PAYLOAD_SIZE:
+        packet.payload.resize(fault.value);
+        break;
+    default:
+        break;
     }
 }
 

@@ -131,8 +131,8 @@ void Hardware::writeParameter(unsigned hwid, unsigned address, unsigned id, std:
         refuse(READ_ONLY_PARAMETER, id, "Parameter %u can't be written.", id);
     }
     const std::uint64_t highest = isThreshold(id) ? 0xFFFFFFFFU : row ? row->maximum : 0;
-    const bool isBadSwitch = id == BPARAM_UPB_TRAJ_CHECKS && value != TRAJ_CHECKS_OFF &&
-                             value != TRAJ_CHECKS_ON;
+    const bool isBadSwitch =
+        id == BPARAM_UPB_TRAJ_CHECKS && value != TRAJ_CHECKS_OFF && value != TRAJ_CHECKS_ON;
     if (value > highest || isBadSwitch) {
         refuse(INCORRECT_PARAMETER, id, "Bad value for parameter %u.", id);
     }
@@ -255,7 +255,7 @@ Limits Hardware::limits(unsigned elecMode, unsigned flags, std::size_t shots) co
     if (m_description.isV2()) {
         limits.minShooting = isQuick ? timing.minQuickShooting : timing.minShooting;
         limits.maxShooting = isQuick ? timing.maxQuickShooting : timing.maxShooting;
-        limits.minTotal = isRepeat ? timing.minRepeatTotal
+        limits.minTotal = isRepeat  ? timing.minRepeatTotal
                           : isShort ? timing.minQuickTotal
                                     : timing.minTotal;
         limits.maxTotal = timing.maxTotal;

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::size_t KEPT_COMMANDS = 4096;
 constexpr std::size_t KEPT_EXECUTIONS = 1024;
-constexpr std::size_t KEPT_PAYLOAD = 1 << 20;  // of one command
+constexpr std::size_t KEPT_PAYLOAD = 1 << 20;   // of one command
 constexpr std::size_t KEPT_PAYLOADS = 64 << 20; // of all
 
 } // namespace

@@ -39,7 +39,8 @@ public:
     bool waitForClients(unsigned connected, unsigned timeoutMs) const;
 
 private:
-    template <class Predicate> bool wait(unsigned timeoutMs, Predicate predicate) const {
+    template <class Predicate>
+    bool wait(unsigned timeoutMs, Predicate predicate) const {
         std::unique_lock<std::mutex> lock(m_mutex);
         return m_changed.wait_for(lock, std::chrono::milliseconds(timeoutMs), predicate);
     }

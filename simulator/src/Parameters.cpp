@@ -75,11 +75,16 @@ unsigned parameterFromText(const std::string& text) {
 
 unsigned boardBit(unsigned hwid) {
     switch (hwid) {
-    case HWID_PROCESSOR: return ON_UPB;
-    case HWID_SYNTHESIZER: return ON_SNT;
-    case HWID_AMPLIFIER: return ON_AMP;
-    case HWID_MECHANICS: return ON_MOT;
-    default: return 0;
+    case HWID_PROCESSOR:
+        return ON_UPB;
+    case HWID_SYNTHESIZER:
+        return ON_SNT;
+    case HWID_AMPLIFIER:
+        return ON_AMP;
+    case HWID_MECHANICS:
+        return ON_MOT;
+    default:
+        return 0;
     }
 }
 

@@ -42,11 +42,11 @@ void appendNoisy(const std::uint32_t* values, std::size_t count, Noise& noise, B
     for (std::size_t i = 0; i < count; ++i) {
         bits = i % 32 == 0 ? noise.next() : bits >> 2;
         // two bits: down, up, or twice nothing
-        const std::int64_t change = static_cast<std::int64_t>((bits >> 1) & 1) -
-                                    static_cast<std::int64_t>(bits & 1);
+        const std::int64_t change =
+            static_cast<std::int64_t>((bits >> 1) & 1) - static_cast<std::int64_t>(bits & 1);
         const std::int64_t value = static_cast<std::int64_t>(values[i]);
-        const std::int64_t noisy = value == 0 ? 0 : std::clamp(value + change * STEP,
-                                                               std::int64_t{0}, HIGHEST);
+        const std::int64_t noisy =
+            value == 0 ? 0 : std::clamp(value + change * STEP, std::int64_t{0}, HIGHEST);
         for (unsigned byte = WIDTH; byte-- > 0;) {
             target[position++] = static_cast<std::uint8_t>((noisy >> (byte * 8)) & 0xFF);
         }
@@ -56,9 +56,15 @@ void appendNoisy(const std::uint32_t* values, std::size_t count, Noise& noise, B
 void appendBlock(unsigned width, const std::uint32_t* values, std::size_t count, Noise& noise,
                  Bytes& target) {
     switch (width) {
-    case 1: appendNoisy<1>(values, count, noise, target); break;
-    case 2: appendNoisy<2>(values, count, noise, target); break;
-    default: appendNoisy<4>(values, count, noise, target); break;
+    case 1:
+        appendNoisy<1>(values, count, noise, target);
+        break;
+    case 2:
+        appendNoisy<2>(values, count, noise, target);
+        break;
+    default:
+        appendNoisy<4>(values, count, noise, target);
+        break;
     }
 }
 
@@ -133,9 +139,8 @@ void Physics::addBoardMeasures(const Drive& drive, ShotModel& result) const {
         for (std::size_t i = 0; i < board->channelCount; ++i) {
             sum += drive.amplitudes[board->firstChannel + i] / 255.0;
         }
-        result.loads.push_back(board->channelCount == 0
-                                   ? 0
-                                   : sum / static_cast<double>(board->channelCount));
+        result.loads.push_back(
+            board->channelCount == 0 ? 0 : sum / static_cast<double>(board->channelCount));
     }
     // All amplifiers are described alike: by the first one.
     const std::size_t measures = m_amplifiers.empty() ? 0 : m_amplifiers[0]->measures.size();

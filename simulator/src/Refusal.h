@@ -9,10 +9,10 @@ namespace fus {
 namespace simulator {
 
 // Codes as the boards report them: family, code, two extra bytes.
-constexpr std::uint32_t NO_BOARD = 0x10010000;               // nothing received
+constexpr std::uint32_t NO_BOARD = 0x10010000; // nothing received
 constexpr std::uint32_t UNKNOWN_BOARD_COMMAND = 0x11020000;
-constexpr std::uint32_t BAD_BOARD_INPUT = 0x11030000;        // bad input size (slave)
-constexpr std::uint32_t BAD_INPUT_SIZE = 0x11140000;         // input size does not match (master)
+constexpr std::uint32_t BAD_BOARD_INPUT = 0x11030000; // bad input size (slave)
+constexpr std::uint32_t BAD_INPUT_SIZE = 0x11140000;  // input size does not match (master)
 constexpr std::uint32_t UNKNOWN_COMMAND = 0x11160000;
 constexpr std::uint32_t UNKNOWN_PARAMETER = 0x13010000;
 constexpr std::uint32_t READ_ONLY_PARAMETER = 0x13020000;

@@ -169,6 +169,7 @@ void Run::finish() {
     if (reason && reason != &STOP_ABANDONED) {
         sendExecutionResult(reason);
     }
+    m_env.control.end();
     m_holding = false;
     m_out.insert(m_out.end(), m_first ? m_job.afterFirst.begin() : m_job.afterFirst.end(),
                  m_job.afterFirst.end());
@@ -248,12 +249,12 @@ Packet& Run::newPacket(std::uint32_t duration, std::int32_t gap, unsigned result
 }
 
 void Run::sendShotResult(const ShotModel& model, const Shot& shot) {
-    const std::uint64_t seed =
-        mixedSeed(m_seed, m_execution, static_cast<std::uint64_t>(m_shot));
+    const std::uint64_t seed = mixedSeed(m_seed, m_execution, static_cast<std::uint64_t>(m_shot));
     const auto gap = static_cast<std::int32_t>(seed % 5) - 2; // [microseconds]
-    const auto error = m_env.faults.any() ? m_env.faults.shotErrorAt(
-                                                m_execution, static_cast<std::uint32_t>(m_shot))
-                                          : std::nullopt;
+    const auto error =
+        m_env.faults.any()
+            ? m_env.faults.shotErrorAt(m_execution, static_cast<std::uint32_t>(m_shot))
+            : std::nullopt;
     Packet& packet = newPacket(shot.duration, gap, error ? RESULT_SHOT_ERROR : RESULT_SHOT);
     if (error) {
         ByteWriter(packet.payload).text(*error);
@@ -268,6 +269,9 @@ void Run::sendExecutionResult(const StopReason* reason) {
     if (m_record.id == 0) {
         return;
     }
+    if (reason || remaining() == 0) {
+        m_env.control.end();
+    }
     const bool isV2 = m_env.hardware.description().isV2();
     Packet& packet = newPacket(0, 0, isV2 ? RESULT_EXEC_V2 : RESULT_EXEC_V3);
     const bool isLast = remaining() == 0;
@@ -278,7 +282,9 @@ void Run::sendExecutionResult(const StopReason* reason) {
     if (isV2) {
         writer.text(formatted("<%d> ", reason ? reason->v2Code : V2_EXEC_OK) + text);
     } else {
-        writer.u32(reason ? reason->v3Code : isLast ? V3_EXEC_FINISHED : V3_EXEC_CONTINUE)
+        writer.u32(reason   ? reason->v3Code
+                   : isLast ? V3_EXEC_FINISHED
+                            : V3_EXEC_CONTINUE)
             .u32(0)
             .u8(reason ? reason->hwid : HWID_PROCESSOR)
             .u8(reason ? m_stopAddress : 0)

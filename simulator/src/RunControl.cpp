@@ -23,6 +23,7 @@ void RunControl::begin(unsigned trigMode, unsigned flags) {
     heartBeat();
     loadHeartBeatTimeout();
     std::lock_guard<std::mutex> lock(m_mutex);
+    m_stop = nullptr;
     m_running = true;
     m_waitsForPulse = trigMode != EXEC_TRIGGER_IGNORED;
     m_pulsed = false;
@@ -33,7 +34,11 @@ void RunControl::begin(unsigned trigMode, unsigned flags) {
 void RunControl::end() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_running = false;
-    m_stop = nullptr;
+}
+
+bool RunControl::isRunning() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_running;
 }
 
 void RunControl::startClock() {
@@ -45,8 +50,7 @@ void RunControl::loadHeartBeatTimeout() {
     m_parameterVersion = m_hardware.parameterVersion();
     const std::uint64_t timeout =
         m_hardware.description().isV2() ? 0 : m_hardware.upb(BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT);
-    m_heartBeatTimeout =
-        std::chrono::microseconds(std::min<std::uint64_t>(timeout, 0xFFFFFFFFU));
+    m_heartBeatTimeout = std::chrono::microseconds(std::min<std::uint64_t>(timeout, 0xFFFFFFFFU));
 }
 
 // False when it has failed to come.
@@ -96,7 +100,7 @@ bool RunControl::waitUntil(std::unique_lock<std::mutex>& lock, Clock::time_point
 
 void RunControl::expectPulse() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_waitsForPulse = true;
+    m_waitsForPulse = !m_pulsed; // it may have come already
 }
 
 bool RunControl::waitForPulse() {
@@ -125,24 +129,30 @@ bool RunControl::stop(const StopReason& reason) {
     return true;
 }
 
+Pulse RunControl::outcomeOfPulse() const {
+    return !m_running                           ? Pulse::NOT_RUNNING
+           : m_trigMode == EXEC_TRIGGER_IGNORED ? Pulse::NOT_EXPECTED
+           : m_waitsForPulse                    ? Pulse::TAKEN
+                                                : Pulse::UNEXPECTED;
+}
+
+Pulse RunControl::expectedPulse() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return outcomeOfPulse();
+}
+
 Pulse RunControl::pulse() {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_running) {
-        return Pulse::NOT_RUNNING;
-    }
-    if (m_trigMode == EXEC_TRIGGER_IGNORED) {
-        return Pulse::NOT_EXPECTED;
-    }
-    if (m_waitsForPulse) {
+    const Pulse outcome = outcomeOfPulse();
+    const bool isIgnored = (m_flags & EXEC_FLAG_IGNORE_UNEXP_TRIGGER) != 0;
+    if (outcome == Pulse::TAKEN) {
         m_pulsed = true;
-        m_changed.notify_all();
-        return Pulse::TAKEN;
-    }
-    if (!(m_flags & EXEC_FLAG_IGNORE_UNEXP_TRIGGER) && !stopped()) {
+        m_waitsForPulse = false;
+    } else if (outcome == Pulse::UNEXPECTED && !isIgnored && !stopped()) {
         m_stop = &STOP_TRIGGER;
-        m_changed.notify_all();
     }
-    return Pulse::UNEXPECTED;
+    m_changed.notify_all();
+    return outcome;
 }
 
 void RunControl::heartBeat() {

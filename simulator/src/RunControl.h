@@ -23,7 +23,9 @@ public:
 
     // --- for the thread that runs; begin() on any, before it ---
     void begin(unsigned trigMode, unsigned flags);
+    // Before the last result is sent: a client that has it may start anew at once.
     void end();
+    bool isRunning();
     void startClock();
     // Null: go on.
     const StopReason* stopped() const { return m_stop.load(std::memory_order_acquire); }
@@ -40,6 +42,8 @@ public:
     // The first reason counts. False if nothing runs.
     bool stop(const StopReason& reason);
     Pulse pulse();
+    // What pulse() would give now.
+    Pulse expectedPulse();
     void heartBeat();
 
 private:
@@ -47,6 +51,7 @@ private:
     bool waitUntil(std::unique_lock<std::mutex>& lock, Clock::time_point deadline);
     bool checkHeartBeat();
     void loadHeartBeatTimeout();
+    Pulse outcomeOfPulse() const;
 
     // constant after construction
     const Hardware& m_hardware;

@@ -160,8 +160,7 @@ bool Session::handlePacket(Request request) {
         fault = m_env.faults.refusal(request.type);
     }
     try {
-        return fault ? deliver(request, refusalPacket(request, *fault), false)
-                     : carryOut(request);
+        return fault ? deliver(request, refusalPacket(request, *fault), false) : carryOut(request);
     } catch (const ShortData&) { // of a board command that is to be refused by its board
         return deliver(request, refusalPacket(request, Refusal{BAD_INPUT_SIZE, 0, "Too short."}),
                        false);
@@ -188,7 +187,12 @@ bool Session::carryOut(const Request& request) {
         reply.job->outlet = m_outlet;
         m_env.executor.accept(std::move(*reply.job));
     }
-    return deliver(request, Packet{request.id, reply.type, std::move(reply.payload)}, startsJob);
+    const bool delivered =
+        deliver(request, Packet{request.id, reply.type, std::move(reply.payload)}, startsJob);
+    if (reply.isPulse) {
+        m_env.control.pulse();
+    }
+    return delivered;
 }
 
 Packet Session::refusalPacket(const Request& request, const Fault& fault) const {
@@ -196,13 +200,18 @@ Packet Session::refusalPacket(const Request& request, const Fault& fault) const 
                           fault.text.empty() ? "Fault on demand." : fault.text};
     Packet packet{request.id, ANSWER_ERROR, {}};
     switch (fault.kind) {
-    case FaultKind::ERROR_PLAIN: return packet;
+    case FaultKind::ERROR_PLAIN:
+        return packet;
     case FaultKind::BOARD_ERROR:
         packet.type = ANSWER_BOARD;
         packet.payload = refusedByBoard(request.payload, refusal);
         return packet;
-    case FaultKind::ERROR_V2: packet.type = ANSWER_ERROR_MSG; break;
-    case FaultKind::ERROR_V3: packet.type = ANSWER_ERROR_MSGV3; break;
+    case FaultKind::ERROR_V2:
+        packet.type = ANSWER_ERROR_MSG;
+        break;
+    case FaultKind::ERROR_V3:
+        packet.type = ANSWER_ERROR_MSGV3;
+        break;
     default:
         packet.type = m_env.hardware.description().isV2() ? ANSWER_ERROR_MSG : ANSWER_ERROR_MSGV3;
         break;

@@ -125,8 +125,9 @@ void Simulator::Private::listen() {
         platform::socketName(listener, boundAddress, boundPort) != 0) {
         const std::string reason = platform::socketErrorText(platform::lastSocketError());
         closeListener(listener);
-        throw SimulatorError(formatted("can't listen on %s:%u: ", options.host.c_str(),
-                                       unsigned{options.port}) + reason);
+        throw SimulatorError(
+            formatted("can't listen on %s:%u: ", options.host.c_str(), unsigned{options.port}) +
+            reason);
     }
     platform::setBlocking(listener, false);
     port = boundPort;
@@ -160,7 +161,7 @@ void Simulator::Private::acceptClient() {
         journal.clientRefused();
         return;
     }
-    const SessionEnvironment environment{hardware, control, *executor,        faults,
+    const SessionEnvironment environment{hardware, control,           *executor,  faults,
                                          journal,  options.timeScale, options.log};
     auto next = std::make_unique<Session>(environment, socket);
     std::lock_guard<std::mutex> lock(mutex);

@@ -32,10 +32,9 @@ const StopReason STOP_INTERNAL = {"internal", 1035, 0x130F0000, HWID_PROCESSOR, 
 const StopReason STOP_MECHANICAL = {"mechanical", 1040, 0x38020000, HWID_PROCESSOR,
                                     "Mechanical error."};
 
-const StopReason* const REASONS[] = {&STOP_USER,    &STOP_SWITCHED,       &STOP_INTERNAL,
-                                     &STOP_AMPLIFIER_TEMP, &STOP_AMPLIFIER_CURRENT,
-                                     &STOP_MECHANICAL, &STOP_TRIGGER,     &STOP_TIMING,
-                                     &STOP_WATCHDOG, &STOP_HEARTBEAT};
+const StopReason* const REASONS[] = {
+    &STOP_USER,       &STOP_SWITCHED, &STOP_INTERNAL, &STOP_AMPLIFIER_TEMP, &STOP_AMPLIFIER_CURRENT,
+    &STOP_MECHANICAL, &STOP_TRIGGER,  &STOP_TIMING,   &STOP_WATCHDOG,       &STOP_HEARTBEAT};
 
 } // namespace
 

@@ -8,10 +8,10 @@ namespace fus {
 namespace simulator {
 
 struct StopReason {
-    const char* name;      // for faults and tests
-    int v2Code;            // in the text of protocol 2
-    std::uint32_t v3Code;  // in the record of protocol 3
-    unsigned hwid;         // the board that stops
+    const char* name;     // for faults and tests
+    int v2Code;           // in the text of protocol 2
+    std::uint32_t v3Code; // in the record of protocol 3
+    unsigned hwid;        // the board that stops
     const char* text;
 };
 

@@ -162,7 +162,8 @@ void checkPhaseCounter(const Trajectory& trajectory) {
 }
 
 void checkFlags(const ExecModes& modes, unsigned flags) {
-    const bool both = (flags & EXEC_FLAG_ADD_BOARD_MEASURES) && (flags & EXEC_FLAG_OMIT_ALL_MEASURES);
+    const bool both =
+        (flags & EXEC_FLAG_ADD_BOARD_MEASURES) && (flags & EXEC_FLAG_OMIT_ALL_MEASURES);
     constexpr unsigned NORMAL_ONLY = EXEC_FLAG_ADD_BOARD_MEASURES | EXEC_FLAG_OMIT_ALL_MEASURES;
     constexpr unsigned NORMAL_OR_QUICK = EXEC_FLAG_OMIT_EXEC_RESULTS | EXEC_FLAG_SWITCHABLE;
     const bool isNormal = modes.elecMode == EXEC_ELEC_NORMAL;
@@ -226,8 +227,8 @@ Upload readUpload(const Hardware& hardware, const Bytes& payload) {
     upload.trajectory = std::make_shared<Trajectory>();
     readBody(hardware, reader, *upload.trajectory);
     if (reader.remaining() != 0) {
-        refuse(BAD_INPUT_SIZE, static_cast<std::uint32_t>(payload.size()),
-               "%zu bytes too many.", reader.remaining());
+        refuse(BAD_INPUT_SIZE, static_cast<std::uint32_t>(payload.size()), "%zu bytes too many.",
+               reader.remaining());
     }
     if (hardware.description().hasV3Uploads() && !upload.trajectory->shots.empty()) {
         const ExecModes modes = modesOf(*upload.trajectory);

@@ -1,6 +1,6 @@
 // fus-simulator: a simulated generator as a program of its own.
 
-#include "CommandLine.h"
+#include "fussim/CommandLine.h"
 
 #include <atomic>
 #include <chrono>

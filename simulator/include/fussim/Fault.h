@@ -16,24 +16,24 @@ public:
 };
 
 enum class FaultKind {
-    LATE,              // the answer comes later; what follows it isn't held up
-    MISSING,           // no answer
-    WRONG_TYPE,        // the answer's type is `value`
-    WRONG_ID,          // the answer's id is `value`, or its own plus 1000
-    WRONG_SIZE,        // the header says `value` bytes, whatever there is
-    PAYLOAD_SIZE,      // the payload is cut or filled up to `value` bytes, and the header says so
-    ERROR_ANSWER,      // refused in the form of the generation, nothing is carried out
-    ERROR_PLAIN,       // refused without detail
-    ERROR_V2,          // refused in the form of protocol 2
-    ERROR_V3,          // refused in the form of protocol 3
-    BOARD_ERROR,       // refused by the board (board commands only)
-    SINGLE_BYTES,      // everything is sent byte by byte
-    CLOSE_AT,          // the link is closed when `value` bytes were sent on it
-    RESULTS_WITH_ACK,  // the start's acknowledgement goes out together with the first results
-    RESULTS_BEFORE_ACK,// and after the first result
-    ANSWER_SILENT,     // stop, close and heart-beat are answered too
-    STOP,              // an execution stops at `execution`, `shot` for the reason in `text`
-    SHOT_ERROR         // an error text in place of a shot result
+    LATE,               // the answer comes later; what follows it isn't held up
+    MISSING,            // no answer
+    WRONG_TYPE,         // the answer's type is `value`
+    WRONG_ID,           // the answer's id is `value`, or its own plus 1000
+    WRONG_SIZE,         // the header says `value` bytes, whatever there is
+    PAYLOAD_SIZE,       // the payload is cut or filled up to `value` bytes, and the header says so
+    ERROR_ANSWER,       // refused in the form of the generation, nothing is carried out
+    ERROR_PLAIN,        // refused without detail
+    ERROR_V2,           // refused in the form of protocol 2
+    ERROR_V3,           // refused in the form of protocol 3
+    BOARD_ERROR,        // refused by the board (board commands only)
+    SINGLE_BYTES,       // everything is sent byte by byte
+    CLOSE_AT,           // the link is closed when `value` bytes were sent on it
+    RESULTS_WITH_ACK,   // the start's acknowledgement goes out together with the first results
+    RESULTS_BEFORE_ACK, // and after the first result
+    ANSWER_SILENT,      // stop, close and heart-beat are answered too
+    STOP,               // an execution stops at `execution`, `shot` for the reason in `text`
+    SHOT_ERROR          // an error text in place of a shot result
 };
 
 // One fault. Those on packets apply to answers of the command type `command`, and to sent packets

@@ -20,7 +20,7 @@ struct Options {
     // Seconds that pass for each simulated second; 0: as fast as it can. Scales shots, delays and
     // CMD_WAIT, but neither the heart-beat nor faults.
     double timeScale = 1.0;
-    std::uint64_t seed = 1; // of the noise; the same seed and story give the same measures
+    std::uint64_t seed = 1;      // of the noise; the same seed and story give the same measures
     unsigned triggerEveryMs = 0; // pulses on the trigger input; 0: none
     std::vector<Fault> faults;
     std::function<void(const std::string&)> log; // a line for whatever happens; any thread
@@ -79,11 +79,11 @@ public:
     std::vector<ReceivedCommand> commands() const; // the last 4096
     std::size_t commandCount(unsigned type) const;
     bool waitForCommand(unsigned type, std::size_t count, unsigned timeoutMs) const;
-    std::vector<ExecutionRecord> executions() const; // the last 1024, in order of their start
-    bool waitUntilIdle(unsigned timeoutMs) const;    // no execution runs
+    std::vector<ExecutionRecord> executions() const;   // the last 1024, in order of their start
+    bool waitUntilIdle(unsigned timeoutMs) const;      // no execution runs
     bool waitForTriggerWait(unsigned timeoutMs) const; // an execution waits for a pulse
     bool waitForClients(unsigned connected, unsigned timeoutMs) const; // 0 or 1
-    unsigned clientCount() const; // clients served so far
+    unsigned clientCount() const;                                      // clients served so far
     unsigned refusedClients() const;
 
 private:
