@@ -78,8 +78,8 @@ void slicing(benchmark::State& state) {
     unsigned pairs = 0;
     for (auto _ : state) {
         pairs = 0;
-        for (auto cut = slicer.slice(60000000, 500); !cut.isExhausted(); cut.next()) {
-            benchmark::DoNotOptimize(cut.duration() + cut.delay());
+        for (auto cut = slicer.slice(60000000, 500); !cut.exhausted(); cut.next()) {
+            benchmark::DoNotOptimize(cut.sliceDuration + cut.sliceDelay);
             ++pairs;
         }
     }
