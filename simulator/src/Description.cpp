@@ -38,7 +38,7 @@ void fail(const std::string& text) {
 void checkKeys(const ConfigSection& section, const std::string& name,
                const std::vector<std::string>& known) {
     for (const auto& param : section.params()) {
-        const std::string key = param->name() ? param->name() : "";
+        const std::string key = param.name() ? param.name() : "";
         if (std::find(known.begin(), known.end(), key) == known.end()) {
             fail("[" + name + "]: unknown key '" + key + "'");
         }
@@ -291,13 +291,13 @@ void describeBoardParameters(const Config& ini, unsigned hwid, Description& resu
         return;
     }
     for (const auto& param : section->params()) {
-        const std::string key = param->name() ? param->name() : "";
+        const std::string key = param.name() ? param.name() : "";
         const unsigned id = parameterFromText(key);
         const ParameterRow* row = findParameterRow(id);
         if (!row || !(row->boards & boardBit(hwid))) {
             fail("[" + name + "]: unknown parameter '" + key + "'");
         }
-        result.boardParameters[hwid][id] = parameterValue(*param, name);
+        result.boardParameters[hwid][id] = parameterValue(param, name);
     }
 }
 
@@ -309,11 +309,11 @@ void describeGeneratorParameters(const Config& ini, Description& result) {
     }
     const auto& rows = generatorParameterRows();
     for (const auto& param : section->params()) {
-        const std::string key = param->name() ? param->name() : "";
+        const std::string key = param.name() ? param.name() : "";
         const unsigned id = parameterFromText(key);
         const bool known =
             std::any_of(rows.begin(), rows.end(), [id](const auto& row) { return row.id == id; });
-        const std::uint64_t value = known ? parameterValue(*param, name) : 0;
+        const std::uint64_t value = known ? parameterValue(param, name) : 0;
         if (!known || value > 255) {
             fail("[" + name + "]: '" + key + "' isn't a known parameter of one byte");
         }
