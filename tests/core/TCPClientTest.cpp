@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <thread>
 
 namespace fus {
@@ -40,10 +39,6 @@ protected:
     TCPClient client;
 };
 
-bool matches(const std::string& text, const std::string& pattern) {
-    return std::regex_match(text, std::regex(pattern));
-}
-
 TEST_F(TCPClientTest, PingsThenConnectsAndSaysSo) {
     LogCapture log(Log::VERBOSE);
     connect();
@@ -51,11 +46,11 @@ TEST_F(TCPClientTest, PingsThenConnectsAndSaysSo) {
     ASSERT_EQ(lines.size(), 3U);
     EXPECT_EQ(lines[0], (LogLine{Log::INFO, "Ping '127.0.0.1' waiting 10000 ms"}));
     EXPECT_EQ(lines[1].level, Log::VERBOSE);
-    EXPECT_PRED2(matches, lines[1].text,
-                 R"(  received pong from 127\.0\.0\.1 \(status: 0, roundtrip: \d+ ms\))");
+    EXPECT_PRED2(isLike, lines[1].text,
+                 "  received pong from 127.0.0.1 (status: 0, roundtrip: # ms)");
     EXPECT_EQ(lines[2].level, Log::INFO);
-    EXPECT_PRED2(matches, lines[2].text,
-                 R"(Socket\(\d+\) connected to 127\.0\.0\.1@)" + std::to_string(peer.port()));
+    EXPECT_PRED2(isLike, lines[2].text,
+                 "Socket(#) connected to 127.0.0.1@" + std::to_string(peer.port()));
     EXPECT_TRUE(client.isConnected());
     EXPECT_EQ(client.remotePort(), peer.port());
     EXPECT_EQ(client.remoteAddress().toString(), "127.0.0.1");
@@ -80,7 +75,7 @@ TEST_F(TCPClientTest, DoesNotTryTcpWhereNobodyAnswersThePing) {
     const LogLines lines = log.lines();
     ASSERT_EQ(lines.size(), 2U) << testing::PrintToString(lines);
     EXPECT_EQ(lines[0].text, "Ping '255.255.255.255' waiting 50 ms");
-    EXPECT_PRED2(matches, lines[1].text, R"(Ping\[255\.255\.255\.255\]: .*)");
+    EXPECT_PRED2(isLike, lines[1].text, "Ping[255.255.255.255]: *Error (#: *)");
     EXPECT_EQ(lines[1].level, Log::ERROR);
 }
 
@@ -89,10 +84,11 @@ TEST_F(TCPClientTest, ReportsAPortWhereNobodyListens) {
     LogCapture log(Log::ERROR);
     EXPECT_FALSE(client.connect(IPv4Address(ScriptedPeer::HOST), peer.port(), TIMEOUT));
     ASSERT_EQ(log.lines().size(), 1U);
-    EXPECT_PRED2(matches, log.texts()[0],
-                 R"(Socket\(\d+\) connect failed adr=127\.0\.0\.1 port=)" +
-                     std::to_string(peer.port()) + " error=[0-9]+: .+|Connection failed: error "
-                                                   "[0-9]+: .+");
+    // systems differ in whether they refuse at once
+    EXPECT_TRUE(isLike(log.texts()[0], "Socket(#) connect failed adr=127.0.0.1 port=" +
+                                           std::to_string(peer.port()) + " error=#: *") ||
+                isLike(log.texts()[0], "Connection failed: error #: *"))
+        << log.texts()[0];
     EXPECT_FALSE(client.isConnected());
 }
 
@@ -309,7 +305,7 @@ TEST_F(TCPClientTest, TellsItsTotalsWhenItClosesAndClosesOnce) {
     client.close();
     client.close();
     ASSERT_EQ(log.lines().size(), 1U);
-    EXPECT_PRED2(matches, log.texts()[0], R"(Socket\(\d+\) closed, sent: 3, recv: 2 bytes)");
+    EXPECT_PRED2(isLike, log.texts()[0], "Socket(#) closed, sent: 3, recv: 2 bytes");
     EXPECT_EQ(log.lines()[0].level, Log::INFO);
     EXPECT_EQ(write(hex("01")), 0);
     EXPECT_EQ(read(1), Bytes{});
@@ -326,7 +322,7 @@ TEST_F(TCPClientTest, RefusesOptionsThatTheSystemRefusesAndAllOfThemOnceClosed) 
         EXPECT_EQ(e.errorCode(), ERR_SOCKET_OPTION);
     }
     ASSERT_EQ(log.lines().size(), 3U);
-    EXPECT_PRED2(matches, log.texts()[0], R"(WSAerror=\d+, .+)");
+    EXPECT_PRED2(isLike, log.texts()[0], "WSAerror=#, *");
     EXPECT_EQ(log.lines()[2], (LogLine{Log::EXCEPTION, "ERR_SOCKET_OPTION"}));
 
     client.setNoDelay(true);
@@ -344,9 +340,9 @@ TEST_F(TCPClientTest, ReportsAPortThatIsTakenWhenItBinds) {
     LogCapture log;
     EXPECT_FALSE(client.bind(IPv4Address(platform::LOOPBACK_ADDRESS), peer.port()));
     ASSERT_EQ(log.lines().size(), 1U);
-    EXPECT_PRED2(matches, log.texts()[0],
-                 R"(bind failed \(addr=127\.0\.0\.1 port=)" + std::to_string(peer.port()) +
-                     R"(\) desc=\d+, error=\d+: .+)");
+    EXPECT_PRED2(isLike, log.texts()[0],
+                 "bind failed (addr=127.0.0.1 port=" + std::to_string(peer.port()) +
+                     ") desc=#, error=#: *");
 }
 
 } // namespace

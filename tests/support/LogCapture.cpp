@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
 #include <random>
-#include <regex>
 
 namespace fus::test {
 
@@ -47,18 +46,45 @@ bool isEndOfHeader(const std::string& line) {
 
 /// Adds a line of the file: a new log line, or more text of the last one.
 void addLine(LogLines& lines, const std::string& line) {
-    static const std::regex prefix(
-        R"(^\d\d:\d\d:\d\d\.\d{3} (...) T *[0-9A-F]+ \[.{16}@ *\d+\] )");
-    std::smatch match;
-    const std::string head = line.substr(0, 80);
-    if (std::regex_search(head, match, prefix)) {
-        lines.push_back({levelOfTag(match[1]), line.substr(static_cast<std::size_t>(match.length()))});
+    static const std::string time = "hh:mm:ss.mmm ";
+    const std::size_t source = line.find(" [");
+    const std::size_t end = line.find("] ", source == std::string::npos ? source : source + 18);
+    const bool isNew = line.size() > time.size() + 5 && line[2] == ':' && line[5] == ':' &&
+                       line[8] == '.' && line[time.size() + 4] == 'T' && end != std::string::npos;
+    if (isNew) {
+        lines.push_back({levelOfTag(line.substr(time.size(), 3)), line.substr(end + 2)});
     } else if (!lines.empty()) {
         lines.back().text += "\n" + line;
     }
 }
 
+bool isLike(const char* text, const char* pattern) {
+    if (*pattern == '\0') {
+        return *text == '\0';
+    }
+    const bool digits = *pattern == '#';
+    if (!digits && *pattern != '*') {
+        return *text == *pattern && isLike(text + 1, pattern + 1);
+    }
+    for (const char* rest = digits ? text + 1 : text;; ++rest) {
+        const bool mayHaveCome = !digits || std::isdigit(static_cast<unsigned char>(rest[-1])) != 0;
+        if (!mayHaveCome) {
+            return false;
+        }
+        if (isLike(rest, pattern + 1)) {
+            return true;
+        }
+        if (*rest == '\0') {
+            return false;
+        }
+    }
+}
+
 } // namespace
+
+bool isLike(const std::string& text, const std::string& pattern) {
+    return isLike(text.c_str(), pattern.c_str());
+}
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line) {
     const auto* tag = std::find_if(std::begin(TAGS), std::end(TAGS),

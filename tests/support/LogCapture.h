@@ -20,6 +20,10 @@ struct LogLine {
 
 std::ostream& operator<<(std::ostream& out, const LogLine& line);
 
+/// Whether the text is like the pattern, in which "#" stands for a number and "*" for any text:
+/// "Socket(#) connected to *".
+bool isLike(const std::string& text, const std::string& pattern);
+
 using LogLines = std::vector<LogLine>;
 
 /// Catches what is logged from its construction to its destruction, at a level of its own; then the
