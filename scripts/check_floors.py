@@ -18,7 +18,7 @@ FLOORS = [
     """),
     ("runtime", """
         BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogMacros
-        MProtocol Mask1D Message SysInfos TextCursor Thread Utilities Version
+        MProtocol Mask1D Message PrivateLog SysInfos TextCursor Thread Utilities Version
         mprotocol
     """),
     ("files", """

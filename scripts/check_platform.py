@@ -18,7 +18,7 @@ OWN = re.compile(r"^(fus|fussim|platform|support)/[\w/]+\.h$")
 
 # What each folder may include beside standard headers and the project's own.
 LIBRARIES = {
-    "python/": re.compile(r"^(pybind11/[\w/]+\.h|Python\.h)$"),
+    "python/": re.compile(r"^(pybind11/[\w/]+\.h|Python\.h|frameobject\.h)$"),
     "tests/": re.compile(r"^gtest/[\w-]+\.h$"),
     "benchmarks/": re.compile(r"^benchmark/benchmark\.h$"),
 }
