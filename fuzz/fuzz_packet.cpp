@@ -29,18 +29,42 @@ void access(NetPacket& packet, std::uint8_t operation, std::uint8_t argument) {
     unsigned char bytes[256] = {};
     const int offset = static_cast<std::int8_t>(argument) * 0x01000001;
     switch (operation % 12) {
-    case 0: packet.read8(); break;
-    case 1: packet.read16(); break;
-    case 2: packet.read32(); break;
-    case 3: packet.readFloat(); break;
-    case 4: packet.read(argument); break;
-    case 5: packet.readBytes(bytes, argument); break;
-    case 6: packet.write16(argument); break;
-    case 7: packet.write32(argument); break;
-    case 8: packet.writeBytes(bytes, argument); break;
-    case 9: packet.seek((operation & 0x80U) != 0 ? offset : argument, argument % 4); break;
-    case 10: packet.resize(argument, (operation & 0x80U) != 0); break;
-    default: packet.setByteOrder(argument % 4U); break;
+    case 0:
+        packet.read8();
+        break;
+    case 1:
+        packet.read16();
+        break;
+    case 2:
+        packet.read32();
+        break;
+    case 3:
+        packet.readFloat();
+        break;
+    case 4:
+        packet.read(argument);
+        break;
+    case 5:
+        packet.readBytes(bytes, argument);
+        break;
+    case 6:
+        packet.write16(argument);
+        break;
+    case 7:
+        packet.write32(argument);
+        break;
+    case 8:
+        packet.writeBytes(bytes, argument);
+        break;
+    case 9:
+        packet.seek((operation & 0x80U) != 0 ? offset : argument, argument % 4);
+        break;
+    case 10:
+        packet.resize(argument, (operation & 0x80U) != 0);
+        break;
+    default:
+        packet.setByteOrder(argument % 4U);
+        break;
     }
 }
 

@@ -84,8 +84,7 @@ void NetPacket::seek(int offset, int whence) {
         return; // the cursor is always within the packet, so there is nothing to clamp
     }
     const std::int64_t wanted = bases[whence] + offset;
-    m_position =
-        static_cast<std::uint32_t>(std::clamp<std::int64_t>(wanted, 0, m_size));
+    m_position = static_cast<std::uint32_t>(std::clamp<std::int64_t>(wanted, 0, m_size));
 }
 
 float NetPacket::readFloat() {

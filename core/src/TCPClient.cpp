@@ -120,8 +120,8 @@ bool TCPClient::connect(const IPv4Address& address, std::uint16_t port, unsigned
     m_remotePort = port;
     m_totalSent = 0;
     m_totalReceived = 0;
-    FUS_LOG(INFO, "Socket(%d) connected to %s@%d", printedDescriptor(),
-            address.toString().c_str(), port);
+    FUS_LOG(INFO, "Socket(%d) connected to %s@%d", printedDescriptor(), address.toString().c_str(),
+            port);
     return true;
 }
 
@@ -274,8 +274,7 @@ int TCPClient::write(const void* buffer, std::size_t size) {
     }
     const Log::Level level = Log::getInstance().getLevel();
     announceWrite(size, level);
-    return static_cast<int>(
-        sendAll(static_cast<const unsigned char*>(buffer), size, size, level));
+    return static_cast<int>(sendAll(static_cast<const unsigned char*>(buffer), size, size, level));
 }
 
 bool TCPClient::writeGather(const void* header, std::size_t headerSize, const void* payload,
@@ -350,9 +349,8 @@ int TCPClient::waitReadable(unsigned milliseconds) const {
 bool TCPClient::ping(const IPv4Address& address, unsigned timeoutMs) {
     const std::string text = address.toString();
     FUS_LOG(INFO, "Ping '%s' waiting %u ms", text.c_str(), timeoutMs);
-    const platform::EchoResult echo =
-        platform::icmpEcho(address.value(), ECHO_PAYLOAD.data(), ECHO_PAYLOAD.size(),
-                           ECHO_REPLY_SIZE, timeoutMs);
+    const platform::EchoResult echo = platform::icmpEcho(
+        address.value(), ECHO_PAYLOAD.data(), ECHO_PAYLOAD.size(), ECHO_REPLY_SIZE, timeoutMs);
     if (echo.stage != platform::EchoStage::REPLIED || echo.status != 0) {
         return logEchoFailure(text.c_str(), echo);
     }

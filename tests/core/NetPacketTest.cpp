@@ -79,10 +79,9 @@ TEST(NetPacketTest, RefusesAccessesBeyondTheEndAndLeavesTheCursor) {
         }
         EXPECT_EQ(packet.position(), before);
         EXPECT_EQ(bytesOf(packet), zeroes(20));
-        EXPECT_EQ(log.lines(), (LogLines{{Log::EXCEPTION, std::string("ERR_INDEX: invalid ") +
-                                                              c.logged + " (" +
-                                                              std::to_string(before) +
-                                                              " above max=20)"}}));
+        EXPECT_EQ(log.lines(),
+                  (LogLines{{Log::EXCEPTION, std::string("ERR_INDEX: invalid ") + c.logged + " (" +
+                                                 std::to_string(before) + " above max=20)"}}));
         packet.seek(-1, 1);
         EXPECT_NO_THROW(c.access(packet)) << "one byte earlier there is room";
     }
@@ -138,8 +137,8 @@ TEST(NetPacketTest, KeepsTheCursorWithinThePacketWhereverItIsSent) {
     };
     for (const Case& c :
          {Case{-1, 0, 0}, Case{7, 0, 7}, Case{11, 0, 10}, Case{INT_MIN, 0, 0}, Case{2, 1, 6},
-          Case{-5, 1, 0}, Case{INT_MAX, 1, 10}, Case{INT_MIN, 1, 0}, Case{1, 2, 10},
-          Case{-3, 2, 7}, Case{INT_MAX, 2, 10}, Case{3, 3, 4}, Case{3, -1, 4}}) {
+          Case{-5, 1, 0}, Case{INT_MAX, 1, 10}, Case{INT_MIN, 1, 0}, Case{1, 2, 10}, Case{-3, 2, 7},
+          Case{INT_MAX, 2, 10}, Case{3, 3, 4}, Case{3, -1, 4}}) {
         NetPacket packet(10);
         packet.seek(4, 0);
         packet.seek(c.offset, c.whence);

@@ -151,8 +151,7 @@ TEST(ErrorInfoTest, TakesItsTextWithinWhatThePayloadHolds) {
 TEST(ErrorInfoTest, MarksABoardThatItDoesNotKnow) {
     LogCapture log;
     NetPacket packet = errorPayload("00000001 00000000 63 20 0002 00000000 7800");
-    EXPECT_EQ(ErrorInfo(packet).message(),
-              "code: 0x00000001, arg: 0, board: ?HWID? #32, msg: x");
+    EXPECT_EQ(ErrorInfo(packet).message(), "code: 0x00000001, arg: 0, board: ?HWID? #32, msg: x");
     EXPECT_EQ(log.lines(), (LogLines{{Log::ERROR, "Unknown hardware type 99"}}));
 }
 

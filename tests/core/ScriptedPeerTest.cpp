@@ -1,7 +1,7 @@
+#include "support/ScriptedPeer.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_TCPClient.h"
 #include "support/LogCapture.h"
-#include "support/ScriptedPeer.h"
 
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
@@ -56,8 +56,7 @@ TEST(ScriptedPeerTest, FailsTheTestOverAWrongPacketAndNamesTheStepsBehindIt) {
 
 TEST(ScriptedPeerTest, FailsTheTestOverWhatItWasNotToldToExpect) {
     EXPECT_NONFATAL_FAILURE(
-        play([](ScriptedPeer& peer) { peer.expect(CMD_WAIT); },
-             packet(CMD_WAIT, 3) + hex("AB CD")),
+        play([](ScriptedPeer& peer) { peer.expect(CMD_WAIT); }, packet(CMD_WAIT, 3) + hex("AB CD")),
         "bytes left unread: [AB CD]");
     EXPECT_NONFATAL_FAILURE(play([](ScriptedPeer& peer) { peer.expectEnd(); }, packet(CMD_WAIT, 3)),
                             "a packet before the end: CMD_WAIT");

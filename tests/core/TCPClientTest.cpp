@@ -156,8 +156,9 @@ TEST_F(TCPClientTest, DumpsBytesOnlyAtTheLevelThatShowsThem) {
         LogLines lines;
     };
     const Case cases[] = {
-        {Log::DEBUG, {{Log::DEBUG, "  Sent    2 /   2 [ 0F A0 ]"},
-                      {Log::DEBUG, "  Recv    2 /   2 [ 0F A0 ]"}}},
+        {Log::DEBUG,
+         {{Log::DEBUG, "  Sent    2 /   2 [ 0F A0 ]"},
+          {Log::DEBUG, "  Recv    2 /   2 [ 0F A0 ]"}}},
         {Log::VERBOSE, {{Log::VERBOSE, "  Recv   2 bytes..."}}},
         {Log::INFO, {}},
     };

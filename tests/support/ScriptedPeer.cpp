@@ -131,14 +131,12 @@ ScriptedPeer& ScriptedPeer::answer(std::uint16_t type, const Bytes& payload) {
 }
 
 ScriptedPeer& ScriptedPeer::answerTo(std::size_t index, std::uint16_t type, const Bytes& payload) {
-    return add("answer number " + std::to_string(index) + " with type " + std::to_string(type),
-               [this, index, type, payload] {
-                   transmit(packet(type, received().at(index).id, payload));
-               });
+    return add(
+        "answer number " + std::to_string(index) + " with type " + std::to_string(type),
+        [this, index, type, payload] { transmit(packet(type, received().at(index).id, payload)); });
 }
 
-ScriptedPeer& ScriptedPeer::sendPacket(std::uint16_t type, std::uint32_t id,
-                                       const Bytes& payload) {
+ScriptedPeer& ScriptedPeer::sendPacket(std::uint16_t type, std::uint32_t id, const Bytes& payload) {
     return send(packet(type, id, payload));
 }
 
@@ -227,8 +225,7 @@ void ScriptedPeer::setPatience(std::chrono::milliseconds patience) {
 /// What the library has sent by now, behind the last step.
 void ScriptedPeer::checkNothingUnread() {
     Bytes unread;
-    while (m_connection != platform::NO_SOCKET &&
-           platform::waitReadable(m_connection, 0) == 1) {
+    while (m_connection != platform::NO_SOCKET && platform::waitReadable(m_connection, 0) == 1) {
         unsigned char chunk[4096];
         const int count = platform::receive(m_connection, chunk, sizeof chunk);
         if (count <= 0) {
@@ -239,9 +236,9 @@ void ScriptedPeer::checkNothingUnread() {
     std::size_t done = 0;
     while (unread.size() - done >= gprotocol::PACKET_HEADER_SIZE &&
            isAllowed(static_cast<std::uint16_t>(readBig(unread, done + 8, 2)))) {
-        done += std::min<std::size_t>(
-            std::max(readBig(unread, done, 4), gprotocol::PACKET_HEADER_SIZE),
-            unread.size() - done);
+        done +=
+            std::min<std::size_t>(std::max(readBig(unread, done, 4), gprotocol::PACKET_HEADER_SIZE),
+                                  unread.size() - done);
     }
     if (done < unread.size()) {
         unread.erase(unread.begin(), unread.begin() + static_cast<std::ptrdiff_t>(done));

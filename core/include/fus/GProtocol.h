@@ -138,12 +138,10 @@ struct UnitRow {
     const char* shortName;
 };
 
-inline constexpr UnitRow UNITS[] = {{UNIT_UNKNOWN, "???", "?", "UNKNOWN"},
-                                    {UNIT_VOLT, "Volt", "V", "VOLT"},
-                                    {UNIT_AMPERE, "Ampere", "A", "AMPERE"},
-                                    {UNIT_WATT, "Watt", "W", "WATT"},
-                                    {UNIT_RADIAN, "radian", "rad", "RADIAN"},
-                                    {UNIT_CELSIUS, "Celsius", "C", "CELSIUS"}};
+inline constexpr UnitRow UNITS[] = {
+    {UNIT_UNKNOWN, "???", "?", "UNKNOWN"},    {UNIT_VOLT, "Volt", "V", "VOLT"},
+    {UNIT_AMPERE, "Ampere", "A", "AMPERE"},   {UNIT_WATT, "Watt", "W", "WATT"},
+    {UNIT_RADIAN, "radian", "rad", "RADIAN"}, {UNIT_CELSIUS, "Celsius", "C", "CELSIUS"}};
 
 /// EXEC_ELEC_NONE has no full name: the generator doesn't know it.
 inline constexpr EnumRow ELEC_EXEC_MODES[] = {

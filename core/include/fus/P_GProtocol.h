@@ -120,24 +120,31 @@ struct WireRow {
 #define FUS_WIRE_ROW(enumerator) \
     { enumerator, #enumerator }
 
-inline constexpr WireRow COMMANDS[] = {
-    FUS_WIRE_ROW(CMD_TRAJ_SEND_V2),     FUS_WIRE_ROW(CMD_TRAJ_EXEC_V2),
-    FUS_WIRE_ROW(CMD_REBOOT),           FUS_WIRE_ROW(CMD_CLOSE),
-    FUS_WIRE_ROW(CMD_TRAJ_STOP),        FUS_WIRE_ROW(CMD_PARAM_GET),
-    FUS_WIRE_ROW(CMD_PARAM_SET),        FUS_WIRE_ROW(CMD_TRIGGER_PULSE),
-    FUS_WIRE_ROW(CMD_WAIT),             FUS_WIRE_ROW(CMD_SEND_HEARTBEAT),
-    FUS_WIRE_ROW(CMD_TRAJ_SEND_V3),     FUS_WIRE_ROW(CMD_TRAJ_EXEC_V3),
-    FUS_WIRE_ROW(CMD_BOARD_CMD),        FUS_WIRE_ROW(CMD_SYSTEM_STATE),
-    FUS_WIRE_ROW(CMD_CHANNEL_STATE),    FUS_WIRE_ROW(CMD_BACKPANEL_CONFIG),
-    FUS_WIRE_ROW(CMD_AMPLIFIER_POWER_SUPPLY)};
+inline constexpr WireRow COMMANDS[] = {FUS_WIRE_ROW(CMD_TRAJ_SEND_V2),
+                                       FUS_WIRE_ROW(CMD_TRAJ_EXEC_V2),
+                                       FUS_WIRE_ROW(CMD_REBOOT),
+                                       FUS_WIRE_ROW(CMD_CLOSE),
+                                       FUS_WIRE_ROW(CMD_TRAJ_STOP),
+                                       FUS_WIRE_ROW(CMD_PARAM_GET),
+                                       FUS_WIRE_ROW(CMD_PARAM_SET),
+                                       FUS_WIRE_ROW(CMD_TRIGGER_PULSE),
+                                       FUS_WIRE_ROW(CMD_WAIT),
+                                       FUS_WIRE_ROW(CMD_SEND_HEARTBEAT),
+                                       FUS_WIRE_ROW(CMD_TRAJ_SEND_V3),
+                                       FUS_WIRE_ROW(CMD_TRAJ_EXEC_V3),
+                                       FUS_WIRE_ROW(CMD_BOARD_CMD),
+                                       FUS_WIRE_ROW(CMD_SYSTEM_STATE),
+                                       FUS_WIRE_ROW(CMD_CHANNEL_STATE),
+                                       FUS_WIRE_ROW(CMD_BACKPANEL_CONFIG),
+                                       FUS_WIRE_ROW(CMD_AMPLIFIER_POWER_SUPPLY)};
 
 inline constexpr WireRow ANSWERS[] = {
-    FUS_WIRE_ROW(ANSWER_ANY),           FUS_WIRE_ROW(ANSWER_PARAM),
-    FUS_WIRE_ROW(ANSWER_BOARD_ASYNC),   FUS_WIRE_ROW(ANSWER_OK),
-    FUS_WIRE_ROW(ANSWER_ERROR),         FUS_WIRE_ROW(ANSWER_ERROR_MSG),
-    FUS_WIRE_ROW(ANSWER_EXEC_ASYNC),    FUS_WIRE_ROW(ANSWER_BOARD),
-    FUS_WIRE_ROW(ANSWER_SYSTEM_STATE),  FUS_WIRE_ROW(ANSWER_CHANNEL_STATE),
-    FUS_WIRE_ROW(ANSWER_ERROR_MSGV3),   FUS_WIRE_ROW(ANSWER_BACKPANEL)};
+    FUS_WIRE_ROW(ANSWER_ANY),          FUS_WIRE_ROW(ANSWER_PARAM),
+    FUS_WIRE_ROW(ANSWER_BOARD_ASYNC),  FUS_WIRE_ROW(ANSWER_OK),
+    FUS_WIRE_ROW(ANSWER_ERROR),        FUS_WIRE_ROW(ANSWER_ERROR_MSG),
+    FUS_WIRE_ROW(ANSWER_EXEC_ASYNC),   FUS_WIRE_ROW(ANSWER_BOARD),
+    FUS_WIRE_ROW(ANSWER_SYSTEM_STATE), FUS_WIRE_ROW(ANSWER_CHANNEL_STATE),
+    FUS_WIRE_ROW(ANSWER_ERROR_MSGV3),  FUS_WIRE_ROW(ANSWER_BACKPANEL)};
 
 inline constexpr WireRow BOARD_COMMANDS[] = {
     FUS_WIRE_ROW(CMD_BOARD_VERSION), FUS_WIRE_ROW(CMD_BOARD_CRC_DATE),

@@ -93,8 +93,7 @@ private:
     // Written out byte by byte: compilers turn each of these lines into one load or store.
 
     std::uint16_t load16(const unsigned char* b) const {
-        return static_cast<std::uint16_t>(m_order == NETWORK ? b[0] << 8 | b[1]
-                                                             : b[1] << 8 | b[0]);
+        return static_cast<std::uint16_t>(m_order == NETWORK ? b[0] << 8 | b[1] : b[1] << 8 | b[0]);
     }
 
     std::uint32_t load32(const unsigned char* b) const {
