@@ -157,8 +157,8 @@ void Simulator::Private::acceptClient() {
         if (options.log) {
             options.log("a second client: closed");
         }
-        platform::closeSocket(socket);
         journal.clientRefused();
+        platform::closeSocket(socket);
         return;
     }
     const SessionEnvironment environment{hardware, control,           *executor,  faults,
