@@ -1,0 +1,288 @@
+#include "platform/icmpPacket.h"
+#include "platform/platform.h"
+#include "support/Bytes.h"
+#include "support/Latch.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace fus::platform {
+namespace {
+
+using namespace fus::test;
+
+constexpr unsigned AMPLE_MS = 20000;
+
+/// Two connected ends over the loopback interface.
+class SocketPairTest : public testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_EQ(startNetwork(), 0);
+        const Socket listener = openTcpSocket();
+        ASSERT_EQ(bindSocket(listener, LOOPBACK_ADDRESS, 0), 0);
+        ASSERT_EQ(listenSocket(listener, 1), 0);
+        std::uint32_t address = 0;
+        ASSERT_EQ(socketName(listener, address, m_port), 0);
+        EXPECT_EQ(address, LOOPBACK_ADDRESS);
+        m_near = openTcpSocket();
+        ASSERT_EQ(connectSocket(m_near, LOOPBACK_ADDRESS, m_port), 0) << lastSocketError();
+        std::uint16_t port = 0;
+        m_far = acceptSocket(listener, address, port);
+        ASSERT_NE(m_far, NO_SOCKET);
+        std::uint16_t nearPort = 0;
+        EXPECT_EQ(socketName(m_near, address, nearPort), 0);
+        EXPECT_EQ(port, nearPort);
+        closeSocket(listener);
+    }
+
+    void TearDown() override {
+        for (const Socket socket : {m_near, m_far})
+            if (socket != NO_SOCKET)
+                closeSocket(socket);
+        EXPECT_EQ(stopNetwork(), 0);
+    }
+
+    Socket m_near = NO_SOCKET;
+    Socket m_far = NO_SOCKET;
+    std::uint16_t m_port = 0;
+};
+
+TEST_F(SocketPairTest, MovesBytesAndTellsTheEndOfTheStream) {
+    char buffer[8] = {};
+    EXPECT_EQ(waitReadable(m_far, 0), 0);
+    EXPECT_EQ(send(m_near, "hello", 5), 5);
+    EXPECT_EQ(waitReadable(m_far, AMPLE_MS), 1);
+    EXPECT_EQ(receive(m_far, buffer, sizeof(buffer)), 5);
+    EXPECT_STREQ(buffer, "hello");
+    EXPECT_EQ(shutdownWrite(m_near), 0);
+    EXPECT_EQ(waitReadable(m_far, AMPLE_MS), 1);
+    EXPECT_EQ(receive(m_far, buffer, sizeof(buffer)), 0);
+}
+
+TEST_F(SocketPairTest, CountsAReceiveTimeoutAsALostConnectionButNotAnEmptyNonBlockingSocket) {
+    std::uint32_t milliseconds = 1030;
+    int length = sizeof(milliseconds);
+    const int level = SOCKET_LEVEL_SOCKET;
+    ASSERT_EQ(setSocketOption(m_near, level, OPTION_RECEIVE_TIMEOUT, &milliseconds, length), 0);
+    milliseconds = 0;
+    EXPECT_EQ(getSocketOption(m_near, level, OPTION_RECEIVE_TIMEOUT, &milliseconds, length), 0);
+    // the system may round it to its own tick
+    EXPECT_NEAR(milliseconds, 1030, 20);
+    milliseconds = 30;
+    ASSERT_EQ(setSocketOption(m_near, level, OPTION_RECEIVE_TIMEOUT, &milliseconds, length), 0);
+
+    char buffer[4];
+    const std::uint64_t before = tick64();
+    EXPECT_EQ(receive(m_near, buffer, sizeof(buffer)), -1);
+    const int timedOut = lastSocketError();
+    EXPECT_GE(tick64() - before, 25U);
+    EXPECT_TRUE(isConnectionLost(timedOut));
+    EXPECT_FALSE(isWouldBlock(timedOut));
+
+    ASSERT_EQ(setBlocking(m_near, false), 0);
+    EXPECT_EQ(receive(m_near, buffer, sizeof(buffer)), -1);
+    const int wouldBlock = lastSocketError();
+    EXPECT_TRUE(isWouldBlock(wouldBlock));
+    EXPECT_FALSE(isConnectionLost(wouldBlock));
+}
+
+TEST_F(SocketPairTest, SurvivesSendingToAPeerThatIsGone) {
+    closeSocket(m_far);
+    m_far = NO_SOCKET;
+    const std::vector<char> data(65536);
+    int result = 0;
+    for (int i = 0; i < 1000 && result >= 0; ++i)
+        result = send(m_near, data.data(), data.size());
+    ASSERT_EQ(result, -1);
+    EXPECT_TRUE(isConnectionLost(lastSocketError())) << socketErrorText(lastSocketError());
+}
+
+TEST_F(SocketPairTest, WakesAReaderWhenItsReadSideIsShut) {
+    std::atomic<int> result{-2};
+    Latch begun;
+    std::thread reader([&] {
+        char byte = 0;
+        begun.open();
+        result = receive(m_near, &byte, 1);
+    });
+    begun.wait();
+    EXPECT_EQ(shutdownRead(m_near), 0);
+    reader.join();
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(SocketPairTest, TellsAnEstablishedConnectionFromARefusedOne) {
+    const Socket listener = openTcpSocket();
+    ASSERT_EQ(bindSocket(listener, LOOPBACK_ADDRESS, 0), 0);
+    std::uint32_t address = 0;
+    std::uint16_t port = 0;
+    ASSERT_EQ(socketName(listener, address, port), 0);
+    for (const bool listening : {false, true}) {
+        SCOPED_TRACE(listening);
+        if (listening)
+            listenSocket(listener, 1);
+        const Socket socket = openTcpSocket();
+        setBlocking(socket, false);
+        const int result = connectSocket(socket, LOOPBACK_ADDRESS, port);
+        if (result != 0 && isWouldBlock(lastSocketError())) {
+            const SocketWait wait = waitSocket(socket, WAIT_WRITE, AMPLE_MS);
+            EXPECT_EQ(wait.result, 1);
+            EXPECT_EQ(wait.writable, listening);
+            EXPECT_EQ(wait.exceptional, !listening);
+            int error = 0;
+            int length = sizeof(error);
+            EXPECT_EQ(getSocketOption(socket, SOCKET_LEVEL_SOCKET, OPTION_ERROR, &error, length),
+                      0);
+            EXPECT_EQ(error == 0, listening) << socketErrorText(error);
+        } else {
+            EXPECT_EQ(result == 0, listening);
+        }
+        closeSocket(socket);
+    }
+    closeSocket(listener);
+    EXPECT_EQ(waitSocket(NO_SOCKET - 1, WAIT_READ, 0).readable, false);
+    EXPECT_EQ(setBlocking(listener, true), -1);
+}
+
+TEST(PlatformTest, ReadsAndWritesAddresses) {
+    struct Case {
+        const char* name;
+        std::uint32_t address;
+    };
+    for (const Case& c : {Case{"127.0.0.1", 0x7F000001}, Case{"localhost", 0x7F000001},
+                          Case{"192.168.1.250", 0xC0A801FA}, Case{"", 0}, Case{nullptr, 0},
+                          Case{"256.1.1.1.1", 0}, Case{"not a host name", 0}})
+        EXPECT_EQ(resolveIPv4(c.name), c.address) << (c.name != nullptr ? c.name : "null");
+    EXPECT_EQ(formatIPv4(0xC0A801FA), "192.168.1.250");
+    EXPECT_EQ(formatIPv4(0), "0.0.0.0");
+}
+
+class EchoTest : public testing::Test {
+protected:
+    static EchoResult echo(std::uint32_t address, unsigned timeoutMs) {
+        return icmpEcho(address, PAYLOAD, sizeof(PAYLOAD), 56, timeoutMs);
+    }
+
+    void SetUp() override {
+        if (echo(LOOPBACK_ADDRESS, AMPLE_MS).stage == EchoStage::CANNOT_OPEN)
+            GTEST_SKIP() << "this user may not send echo requests";
+    }
+
+    static constexpr char PAYLOAD[16] = "Are you there?";
+};
+
+TEST_F(EchoTest, IsAnsweredByTheLoopbackInterface) {
+    const EchoResult result = echo(LOOPBACK_ADDRESS, AMPLE_MS);
+    EXPECT_EQ(result.stage, EchoStage::REPLIED) << result.errorText;
+    EXPECT_EQ(result.status, 0);
+    EXPECT_GE(result.roundTrip, 0);
+}
+
+TEST_F(EchoTest, FindsItsOwnReplyAmongThoseOfOthers) {
+    std::vector<std::thread> threads;
+    std::atomic<int> replies{0};
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 20; ++i)
+                if (echo(LOOPBACK_ADDRESS, AMPLE_MS).stage == EchoStage::REPLIED)
+                    ++replies;
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_EQ(replies, 80);
+}
+
+TEST_F(EchoTest, FailsWithAnErrorOfTheSystem) {
+    struct Case {
+        std::uint32_t address;
+        unsigned timeoutMs;
+    };
+    // the system refuses to send to everybody; and nobody can answer within no time
+    for (const Case& c : {Case{0xFFFFFFFF, AMPLE_MS}, Case{LOOPBACK_ADDRESS, 0}}) {
+        SCOPED_TRACE(formatIPv4(c.address));
+        const EchoResult result = echo(c.address, c.timeoutMs);
+        EXPECT_EQ(result.stage, EchoStage::FAILED);
+        EXPECT_NE(result.error, 0);
+        EXPECT_NE(result.errorText, "");
+    }
+}
+
+TEST(IcmpPacketTest, BuildsARequestWithItsChecksum) {
+    const EchoRequest even = {0x1234, 0x0001, "ab", 2};
+    const EchoRequest odd = {0x1234, 0x0001, "abc", 3};
+    EXPECT_EQ(buildEchoRequest(even), hex("08 00 8468 1234 0001 6162"));
+    EXPECT_EQ(buildEchoRequest(odd), hex("08 00 2168 1234 0001 616263"));
+}
+
+TEST(IcmpPacketTest, TellsItsReplyFromForeignPacketsAndDeliveryErrors) {
+    const std::string ip = "45000000 00000000 00000000 7F000001 7F000001 ";
+    const std::string ipWithOptions = "46000000 00000000 00000000 7F000001 7F000001 00000000 ";
+    struct Case {
+        std::string bytes;
+        EchoMatch match;
+        int status;
+    };
+    const Case cases[] = {
+        {"00 00 0000 1234 0001 6162", EchoMatch::ECHO, 0},
+        {"08 00 0000 1234 0001 6162", EchoMatch::FOREIGN, 0}, // the request itself
+        {"00 00 0000 1235 0001 6162", EchoMatch::FOREIGN, 0},
+        {"00 00 0000 1234 0002 6162", EchoMatch::FOREIGN, 0},
+        {"00 00 0000 1234 0001 6163", EchoMatch::FOREIGN, 0},
+        {"00 00 0000 1234 0001 616200", EchoMatch::FOREIGN, 0},
+        {"00 00 0000 1234 0001 61", EchoMatch::FOREIGN, 0},
+        {"00 00 0000", EchoMatch::FOREIGN, 0},
+        {"03 01 0000 00000000 " + ip + "08 00 8468 1234 0001", EchoMatch::ERROR, 11003},
+        {"03 00 0000 00000000 " + ipWithOptions + "08 00 8468 1234 0001", EchoMatch::ERROR, 11002},
+        {"0B 00 0000 00000000 " + ip + "08 00 8468 1234 0001 61", EchoMatch::ERROR, 11013},
+        {"03 0D 0000 00000000 " + ip + "08 00 8468 1234 0001", EchoMatch::ERROR, 11003},
+        {"03 01 0000 00000000 " + ip + "08 00 8468 1234 0002", EchoMatch::FOREIGN, 0},
+        {"03 01 0000 00000000 " + ip + "08 00 8468 1234 00", EchoMatch::FOREIGN, 0},
+        {"05 01 0000 00000000 " + ip + "08 00 8468 1234 0001", EchoMatch::FOREIGN, 0},
+        {"03 01 0000 00000000 4F000000", EchoMatch::FOREIGN, 0},
+    };
+    const EchoRequest request = {0x1234, 0x0001, "ab", 2};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.bytes);
+        const Bytes message = hex(c.bytes);
+        EchoStatus status = {0, ""};
+        EXPECT_EQ(matchEchoReply(request, message.data(), message.size(), false, status), c.match);
+        EXPECT_EQ(status.status, c.status);
+    }
+    const Bytes otherId = hex("00 00 0000 9999 0001 6162");
+    EchoStatus status = {0, ""};
+    EXPECT_EQ(matchEchoReply(request, otherId.data(), otherId.size(), true, status),
+              EchoMatch::ECHO);
+}
+
+struct Body {
+    Latch proceed;
+    std::atomic<std::uint32_t> id{0};
+};
+
+std::uint32_t runBody(void* argument) {
+    auto& body = *static_cast<Body*>(argument);
+    body.id = currentThreadId();
+    body.proceed.wait();
+    return 3;
+}
+
+TEST(SystemThreadTest, HasItsIdFromBirthAndIsSignalledAtItsEnd) {
+    Body body;
+    const auto thread = SystemThread::create(&runBody, &body, 1);
+    ASSERT_NE(thread, nullptr);
+    EXPECT_NE(thread->id(), 0U);
+    EXPECT_NE(thread->id(), currentThreadId());
+    EXPECT_EQ(thread->wait(20), SystemThread::Wait::TIMED_OUT);
+    EXPECT_EQ(body.id, 0U);
+    EXPECT_TRUE(thread->resume());
+    EXPECT_EQ(thread->wait(0), SystemThread::Wait::TIMED_OUT);
+    body.proceed.open();
+    EXPECT_EQ(thread->wait(AMPLE_MS), SystemThread::Wait::SIGNALLED);
+    EXPECT_EQ(body.id, thread->id());
+}
+
+} // namespace
+} // namespace fus::platform
