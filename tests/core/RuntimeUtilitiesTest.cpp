@@ -38,7 +38,7 @@ TEST(UtilitiesTest, RoundsNegativeHalvesAndWhatIsNearlyOneAwayFromZero) {
     };
     for (const Case& c :
          {Case{2.5F, 3}, Case{2.4999995F, 2}, Case{-2.5F, -3}, Case{-2.4999993F, -3},
-          Case{-2.499F, -2}, Case{0.0F, 0}, Case{-0.4999F, 0}, Case{16777215.0F, 16777215},
+          Case{-2.499F, -2}, Case{0.0F, 0}, Case{-0.4999F, 0}, Case{8388607.0F, 8388607},
           Case{3e9F, INT_MIN}, Case{-3e9F, INT_MIN},
           Case{std::numeric_limits<float>::quiet_NaN(), INT_MIN}})
         EXPECT_EQ(roundedFloat(c.value), c.rounded) << c.value;
