@@ -12,9 +12,9 @@ namespace fus {
 
 namespace {
 
-constexpr std::size_t READ_AHEAD = 64 * 1024;
+constexpr std::size_t READ_AHEAD = 65536;
 /// Largest header and payload that are joined: above this, a copy costs more than a system call.
-constexpr std::size_t MAX_JOINED = 16 * 1024;
+constexpr std::size_t MAX_JOINED = 16384;
 /// Keeps the count of one system call within an int.
 constexpr std::size_t MAX_TRANSFER = 1U << 30U;
 
