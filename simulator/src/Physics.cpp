@@ -12,6 +12,7 @@ namespace simulator {
 
 namespace {
 
+constexpr std::size_t NOISE_PERIOD = 8192;
 constexpr double TWO_PI = 6.283185307179586;
 constexpr double REFERENCE_OHM = 50; // of forward and reverse power
 
@@ -30,31 +31,31 @@ double fitAngle(double angle, const MeasureCurve& curve, unsigned size) {
     return angle - TWO_PI * std::floor((angle - lowest) / TWO_PI);
 }
 
-// Blocks of one width, with noise of the last digit (of 8 bits' worth in wider ones). A silent
-// measure stays at exactly 0.
+// One step of the noise, in ADC values: the last digit of 8 bits' worth.
+std::uint32_t noiseStep(unsigned size) {
+    return 1U << (size * 8 - 8);
+}
+
+// Blocks of one width, with noise. A silent measure stays at exactly 0. This is where a flood of
+// results spends its time, so the loop is one that compilers can vectorise.
 template <unsigned WIDTH>
-void appendNoisy(const std::uint32_t* values, std::size_t count, Noise& noise, Bytes& target) {
-    constexpr std::int64_t HIGHEST = (std::int64_t{1} << (WIDTH * 8)) - 1;
-    constexpr std::int64_t STEP = std::int64_t{1} << (WIDTH * 8 - 8);
+void appendNoisy(const std::uint32_t* values, std::size_t count, const std::int8_t* noise,
+                 Bytes& target) {
     std::size_t position = target.size();
     target.resize(position + count * WIDTH);
-    std::uint64_t bits = 0;
+    std::uint8_t* out = target.data() + position;
+    constexpr int STEP_SHIFT = WIDTH * 8 - 8;
     for (std::size_t i = 0; i < count; ++i) {
-        bits = i % 32 == 0 ? noise.next() : bits >> 2;
-        // two bits: down, up, or twice nothing
-        const std::int64_t change =
-            static_cast<std::int64_t>((bits >> 1) & 1) - static_cast<std::int64_t>(bits & 1);
-        const std::int64_t value = static_cast<std::int64_t>(values[i]);
-        const std::int64_t noisy =
-            value == 0 ? 0 : std::clamp(value + change * STEP, std::int64_t{0}, HIGHEST);
-        for (unsigned byte = WIDTH; byte-- > 0;) {
-            target[position++] = static_cast<std::uint8_t>((noisy >> (byte * 8)) & 0xFF);
+        const std::uint32_t change = static_cast<std::uint32_t>(noise[i]) << STEP_SHIFT;
+        const std::uint32_t value = values[i] == 0 ? 0 : values[i] + change;
+        for (unsigned byte = 0; byte < WIDTH; ++byte) {
+            out[i * WIDTH + byte] = static_cast<std::uint8_t>(value >> ((WIDTH - 1 - byte) * 8));
         }
     }
 }
 
-void appendBlock(unsigned width, const std::uint32_t* values, std::size_t count, Noise& noise,
-                 Bytes& target) {
+void appendBlock(unsigned width, const std::uint32_t* values, std::size_t count,
+                 const std::int8_t* noise, Bytes& target) {
     switch (width) {
     case 1:
         appendNoisy<1>(values, count, noise, target);
@@ -76,6 +77,10 @@ Physics::Physics(const Description& description, std::uint64_t seed) : m_descrip
     for (std::size_t i = 0; i < description.channelCount; ++i) {
         const double gain = 1 + spread * noise.unit();
         m_channels.push_back({gain, 0.1 * noise.unit()});
+    }
+    for (std::size_t i = 0; i < NOISE_PERIOD + description.channelCount; ++i) {
+        const std::uint64_t bits = noise.next();
+        m_noise.push_back(static_cast<std::int8_t>((bits >> 1 & 1) - (bits & 1)));
     }
     for (const BoardDescription& board : description.boards) {
         if (board.hwid == gprotocol::HWID_AMPLIFIER && board.active) {
@@ -129,7 +134,10 @@ void Physics::addChannelMeasure(const ChannelMeasureDescription& measure, const 
         if (isAngle) {
             value = fitAngle(value, measure.curve, measure.size);
         }
-        result.channels.push_back(toAdc(measure.curve, value, measure.size));
+        // with room for the noise on both sides
+        const std::uint32_t step = noiseStep(measure.size);
+        result.channels.push_back(std::clamp(toAdc(measure.curve, value, measure.size), step,
+                                             maxAdc(measure.size) - step));
     }
 }
 
@@ -146,7 +154,8 @@ void Physics::addBoardMeasures(const Drive& drive, ShotModel& result) const {
     const std::size_t measures = m_amplifiers.empty() ? 0 : m_amplifiers[0]->measures.size();
     for (std::size_t m = 0; m < measures; ++m) {
         for (std::size_t b = 0; b < m_amplifiers.size(); ++b) {
-            result.boards.push_back(boardValue(m_amplifiers[0]->measures[m], result.loads[b]));
+            const BoardMeasureDescription& measure = m_amplifiers[0]->measures[m];
+            result.boards.push_back(boardValue(measure, result.loads[b]));
         }
     }
 }
@@ -163,18 +172,21 @@ std::shared_ptr<const ShotModel> Physics::model(const Drive& drive) const {
 
 void Physics::appendMeasures(const ShotModel& model, bool withBoards, std::uint64_t noiseSeed,
                              Bytes& target) const {
-    Noise noise(noiseSeed);
+    Noise random(noiseSeed);
+    const auto nextNoise = [&] { return m_noise.data() + random.next() % NOISE_PERIOD; };
     const std::uint32_t* values = model.channels.data();
     for (const ChannelMeasureDescription& measure : m_description.channelMeasures) {
-        appendBlock(measure.size, values, m_channels.size(), noise, target);
+        appendBlock(measure.size, values, m_channels.size(), nextNoise(), target);
         values += m_channels.size();
     }
     if (!withBoards || m_amplifiers.empty()) {
         return;
     }
+    // what the boards measure is steady, as they read it themselves
+    const std::vector<std::int8_t> silence(m_amplifiers.size());
     values = model.boards.data();
     for (const BoardMeasureDescription& measure : m_amplifiers[0]->measures) {
-        appendBlock(measure.size, values, m_amplifiers.size(), noise, target);
+        appendBlock(measure.size, values, m_amplifiers.size(), silence.data(), target);
         values += m_amplifiers.size();
     }
 }

@@ -32,11 +32,11 @@ public:
 
     std::shared_ptr<const ShotModel> model(const Drive& drive) const;
 
-    // Appends a shot's measures in wire order, with the noise of this seed.
+    // Appends a shot's measures in wire order, those of channels with the noise of this seed.
     void appendMeasures(const ShotModel& model, bool withBoards, std::uint64_t noiseSeed,
                         Bytes& target) const;
 
-    // A board measure at this load, without noise.
+    // A board measure at this load.
     std::uint32_t boardValue(const BoardMeasureDescription& measure, double load) const;
 
     const std::vector<const BoardDescription*>& amplifiers() const { return m_amplifiers; }
@@ -55,6 +55,7 @@ private:
     // constant after construction
     const Description& m_description;
     std::vector<Channel> m_channels;
+    std::vector<std::int8_t> m_noise; // -1, 0 or 1; each shot takes a piece from somewhere in it
     std::vector<const BoardDescription*> m_amplifiers; // the active ones
 };
 

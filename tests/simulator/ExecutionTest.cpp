@@ -305,7 +305,7 @@ TEST(Execution, StopsAtAPulseWithinATriggeredShotUnlessToldToIgnoreIt) {
     Options options = Story::fast();
     options.triggerEveryMs = 5;
     Story pulsed(options);
-    ASSERT_TRUE(start(pulsed, {{}, {}}, {0, 3}, 1));
+    ASSERT_TRUE(start(pulsed, {{}, {}}, {0, 3, 16}, 1));
     EXPECT_EQ("s0/0 s1/0 f1/0", readBriefs(*pulsed.client, 3));
 }
 
