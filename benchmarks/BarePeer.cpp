@@ -65,7 +65,9 @@ Bytes BarePeer::parameterRequest(std::uint32_t id) {
     return wrap(CMD_BOARD_CMD, id, Bytes(packet.data(), packet.data() + packet.size()));
 }
 
-std::size_t BarePeer::parameterAnswerSize() { return HEADER + parameterAnswer().size(); }
+std::size_t BarePeer::parameterAnswerSize() {
+    return HEADER + parameterAnswer().size();
+}
 
 Bytes BarePeer::shotPacket(unsigned executionId) {
     NetPacket packet(SHOT_HEAD + CHANNELS * MEASURES);
@@ -195,7 +197,9 @@ void BarePeer::startFlood(unsigned executionId) {
     sendShots(executionId, 1);
 }
 
-void BarePeer::endFlood() { m_flooding = false; }
+void BarePeer::endFlood() {
+    m_flooding = false;
+}
 
 void BarePeer::flood() {
     std::unique_lock<std::mutex> lock(m_mutex);
@@ -230,7 +234,9 @@ BareClient::BareClient(std::uint16_t port) : m_socket(platform::openTcpSocket())
                               sizeof on);
 }
 
-BareClient::~BareClient() { platform::closeSocket(m_socket); }
+BareClient::~BareClient() {
+    platform::closeSocket(m_socket);
+}
 
 void BareClient::send(const Bytes& bytes) {
     must(platform::send(m_socket, bytes.data(), bytes.size()) == static_cast<int>(bytes.size()));

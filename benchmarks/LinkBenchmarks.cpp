@@ -34,9 +34,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned TIMEOUT = 5000;  // [ms]
+constexpr unsigned TIMEOUT = 5000;    // [ms]
 constexpr unsigned SHOT_BATCH = 5000; // shot results in one iteration
-constexpr unsigned STOPS = 2000;    // stops in one iteration
+constexpr unsigned STOPS = 2000;      // stops in one iteration
 constexpr unsigned UPLOAD_SHOTS = 4096;
 
 /// Counts shot results, and waits for a number of them.
@@ -131,8 +131,7 @@ void boardParameter(benchmark::State& state) {
     link.fus.setSecureMode(false); // board parameters of a peer of protocol 2
     Generator& generator = link.fus.getGenerator();
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            generator.readBoardParam(BOARD_PROCESSOR, 0, BPARAM_ALL_UID));
+        benchmark::DoNotOptimize(generator.readBoardParam(BOARD_PROCESSOR, 0, BPARAM_ALL_UID));
     }
 }
 

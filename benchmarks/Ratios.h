@@ -23,10 +23,10 @@ struct RegisterRatio {
 } // namespace fus::bench
 
 /// The subject reaches at least `aim` times the speed of the reference.
-#define FUS_AT_LEAST(subject, reference, aim)                                             \
-    static const ::fus::bench::RegisterRatio ratio_##subject(                             \
-        #subject, #reference, ::fus::bench::Ratio::SPEED, aim)
+#define FUS_AT_LEAST(subject, reference, aim)                                      \
+    static const ::fus::bench::RegisterRatio ratio_##subject(#subject, #reference, \
+                                                             ::fus::bench::Ratio::SPEED, aim)
 /// The subject takes at most `aim` times the time of the reference.
-#define FUS_AT_MOST(subject, reference, aim)                                              \
-    static const ::fus::bench::RegisterRatio ratio_##subject(                             \
-        #subject, #reference, ::fus::bench::Ratio::TIME, aim)
+#define FUS_AT_MOST(subject, reference, aim)                                       \
+    static const ::fus::bench::RegisterRatio ratio_##subject(#subject, #reference, \
+                                                             ::fus::bench::Ratio::TIME, aim)

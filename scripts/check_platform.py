@@ -20,7 +20,7 @@ OWN = re.compile(r"^(fus|fussim|platform|support)/[\w/]+\.h$")
 LIBRARIES = {
     "python/": re.compile(r"^(pybind11/[\w/]+\.h|Python\.h|frameobject\.h)$"),
     "tests/": re.compile(r"^gtest/[\w-]+\.h$"),
-    "benchmarks/": re.compile(r"^benchmark/benchmark\.h$"),
+    "benchmarks/": re.compile(r"^(benchmark/benchmark|Python)\.h$"),
 }
 
 

@@ -3,8 +3,8 @@
 
 #include <Python.h>
 
-#include "../BarePeer.h"
-#include "../Ratios.h"
+#include "BarePeer.h"
+#include "Ratios.h"
 
 #include <benchmark/benchmark.h>
 
@@ -84,7 +84,9 @@ public:
 
     PyObject* object(const char* name) { return PyDict_GetItemString(m_globals, name); }
 
-    long call(const char* function) { return result(PyObject_CallObject(object(function), nullptr)); }
+    long call(const char* function) {
+        return result(PyObject_CallObject(object(function), nullptr));
+    }
     long call(const char* function, long argument) {
         return result(PyObject_CallFunction(object(function), "l", argument));
     }

@@ -35,7 +35,9 @@ Bytes answerFrame(unsigned hwid, unsigned address, unsigned command, const Bytes
 Bytes data(unsigned command, const Bytes& bytes) {
     return be16(command) + be16(static_cast<unsigned>(bytes.size())) + bytes;
 }
-Bytes refusal(unsigned size, const Bytes& bytes) { return be16(78) + be16(size) + bytes; }
+Bytes refusal(unsigned size, const Bytes& bytes) {
+    return be16(78) + be16(size) + bytes;
+}
 
 class BoardChannel : public ConnectedFixture {
 protected:
@@ -111,8 +113,7 @@ TEST_F(BoardChannel, TellsEveryFaultOfAnAnswer) {
          "ERR_BOARD: Generic board error. Unavailable data.", nullptr},
         {"code, argument, text", 10,
          answerFrame(10, 0, C, refusal(11, hex("00001513 07000000") + text("why"))),
-         "ERR_BOARD: why",
-         "ReadBoardAnswer: error code: 0x13150000, arg: 7, msg:'why'"},
+         "ERR_BOARD: why", "ReadBoardAnswer: error code: 0x13150000, arg: 7, msg:'why'"},
         {"refusal that announces more", 10,
          answerFrame(10, 0, C, refusal(100, hex("00001513 00000000"))),
          "ERR_BOARD: Generic board error. Unavailable data.",
@@ -123,10 +124,7 @@ TEST_F(BoardChannel, TellsEveryFaultOfAnAnswer) {
         SCOPED_TRACE(c.what);
         peer.expect(CMD_BOARD_CMD).answer(ANSWER_BOARD, c.payload);
         const LogCapture log(Log::ERROR);
-        EXPECT_EQ(faultOf([&] {
-                      connection->readBoardParam(c.hwid, 0, BPARAM_ALL_UID);
-                  }),
-                  c.fault);
+        EXPECT_EQ(faultOf([&] { connection->readBoardParam(c.hwid, 0, BPARAM_ALL_UID); }), c.fault);
         EXPECT_TRUE(c.line == nullptr || log.has(c.line));
     }
 }
@@ -207,8 +205,7 @@ TEST_F(BoardChannel, ReadsTheMeasuresOfOneAndOfAllBoards) {
     connect();
     FloatArray values;
     const Bytes measures = hex("0A00 64000000"); // tem 10, idc 100
-    expectCommand(12, 1, 74, {})
-        .answer(ANSWER_BOARD, answerFrame(12, 1, 74, data(74, measures)));
+    expectCommand(12, 1, 74, {}).answer(ANSWER_BOARD, answerFrame(12, 1, 74, data(74, measures)));
     generator().readBoardMeasures(BOARD_AMPLIFIER, 1, values, true);
     ASSERT_EQ(values.size(), 2U);
     EXPECT_EQ(values.get(0), 10.0F);
@@ -230,14 +227,11 @@ TEST_F(BoardChannel, ReadsTheMeasuresOfOneAndOfAllBoards) {
               "ERR_PACKET: Bad packet content");
     EXPECT_EQ(faultOf([&] { generator().readBoardMeasures(BOARD_SYNTHESIZER, 0, values, true); }),
               "ERR_ARGUMENT: No measure definition for this type of board.");
-    EXPECT_EQ(faultOf([&] {
-                  connection->readAllBoardsMeasures(HWID_AMPLIFIER, 2, values, true);
-              }),
+    EXPECT_EQ(faultOf([&] { connection->readAllBoardsMeasures(HWID_AMPLIFIER, 2, values, true); }),
               "ERR_ARGUMENT: Invalid measure index.");
-    EXPECT_EQ(faultOf([&] {
-                  connection->readAllBoardsMeasures(HWID_SYNTHESIZER, 0, values, true);
-              }),
-              "ERR_ARGUMENT: Invalid hardware type.");
+    EXPECT_EQ(
+        faultOf([&] { connection->readAllBoardsMeasures(HWID_SYNTHESIZER, 0, values, true); }),
+        "ERR_ARGUMENT: Invalid hardware type.");
 }
 
 TEST_F(BoardChannel, SetsTheThresholdOfAllBoards) {
@@ -269,8 +263,7 @@ TEST_F(BoardChannel, RefreshesTheStatusOfAllBoards) {
     EXPECT_EQ(generator().getBoardStatus(BOARD_AMPLIFIER, 0), 0U);
     peer.expect(CMD_SYSTEM_STATE).answer(ANSWER_SYSTEM_STATE, be32(0));
     EXPECT_TRUE(generator().refreshBoardsStatus());
-    peer.expect(CMD_SYSTEM_STATE)
-        .answer(ANSWER_SYSTEM_STATE, be32(1) + hex("0C 07 0000 00000000"));
+    peer.expect(CMD_SYSTEM_STATE).answer(ANSWER_SYSTEM_STATE, be32(1) + hex("0C 07 0000 00000000"));
     EXPECT_EQ(faultOf([&] { generator().refreshBoardsStatus(); }).substr(0, 12), "ERR_ARGUMENT");
     peer.expect(CMD_SYSTEM_STATE).answer(ANSWER_SYSTEM_STATE, be32(0xFFFFFFFF));
     EXPECT_EQ(faultOf([&] { generator().refreshBoardsStatus(); }).substr(0, 9), "ERR_INDEX");

@@ -22,7 +22,7 @@ using namespace fus::gprotocol;
 
 namespace {
 
-constexpr unsigned SHORT_TIMEOUT = 1; // [ms], for answers that will not come
+constexpr unsigned SHORT_TIMEOUT = 1;    // [ms], for answers that will not come
 constexpr unsigned LONG_TIMEOUT = 20000; // [ms], only waited for by a failing test
 
 /// Connects to a peer whose greeting is the test's own.
@@ -149,8 +149,8 @@ TEST(DefaultAnswerTimeout, IsAMultipleOf200) {
         unsigned given;
         bool taken;
         unsigned result;
-    } cases[] = {{1, true, 200},   {200, true, 200},           {201, true, 400},
-                 {0, true, 200},   {0x0FFFFFFF, false, 200},   {0x0FFFFFFE, true, 200},
+    } cases[] = {{1, true, 200},    {200, true, 200},         {201, true, 400},
+                 {0, true, 200},    {0x0FFFFFFF, false, 200}, {0x0FFFFFFE, true, 200},
                  {999, true, 1000}, {5000, true, 5000}};
     for (const auto& c : cases) {
         EXPECT_EQ(fus.setDefaultAnswerTimeout(c.given), c.taken) << c.given;
@@ -170,12 +170,12 @@ TEST_F(Answers, PutHeaderAndPayloadOnTheWire) {
     EXPECT_EQ(connection->sendCommand(0x0521, payload.data(), 3), next);
     EXPECT_EQ(connection->sendCommand(CMD_TRAJ_STOP, nullptr, 0), next + 1);
     EXPECT_EQ(connection->sendRawData("as it is", 8), 8U);
-    EXPECT_EQ(log.texts(),
-              (std::vector<std::string>{
-                  "Unknown generator command 1313",
-                  "    SendCommand (?CMD?=0x0521, id=" + std::to_string(next) + ", sz=13)",
-                  "    SendCommand (CMD_TRAJ_STOP=0x0459, id=" + std::to_string(next + 1) +
-                      ", sz=10)"}));
+    EXPECT_EQ(
+        log.texts(),
+        (std::vector<std::string>{
+            "Unknown generator command 1313",
+            "    SendCommand (?CMD?=0x0521, id=" + std::to_string(next) + ", sz=13)",
+            "    SendCommand (CMD_TRAJ_STOP=0x0459, id=" + std::to_string(next + 1) + ", sz=10)"}));
     EXPECT_TRUE(peer.settle());
 }
 
@@ -283,10 +283,10 @@ TEST_F(Answers, OfBoardsThatComeLaterReachWhoSentTheCommand) {
 
 TEST_F(Answers, EndWhenAPacketCantBeOne) {
     const Bytes impossible[] = {
-        packet(ANSWER_OK, 5, zeroes(8183)),               // one byte above the limit
-        be32(9) + be32(5) + be16(ANSWER_OK),              // smaller than its header
-        be32(0xFFFFFFFF) + be32(5) + be16(ANSWER_OK),     // a lie
-        packet(ANSWER_ANY, 5),                            // no type
+        packet(ANSWER_OK, 5, zeroes(8183)),           // one byte above the limit
+        be32(9) + be32(5) + be16(ANSWER_OK),          // smaller than its header
+        be32(0xFFFFFFFF) + be32(5) + be16(ANSWER_OK), // a lie
+        packet(ANSWER_ANY, 5),                        // no type
     };
     for (const Bytes& bytes : impossible) {
         connect();
@@ -347,8 +347,7 @@ TEST_F(LostLink, TellsListenersOnceAndFailsCommandsAtOnce) {
                   "ERR_NOT_CONNECTED: Not connected to the generator");
         EXPECT_EQ(faultOf([&] { connection->sendCommand(CMD_WAIT, nullptr, 0); }),
                   "ERR_NOT_CONNECTED: Not connected to the generator");
-        EXPECT_EQ(listener.types(),
-                  (std::vector<FUSEvent::EventType>{FUSEvent::EVENT_DISCONNECT}));
+        EXPECT_EQ(listener.types(), (std::vector<FUSEvent::EventType>{FUSEvent::EVENT_DISCONNECT}));
         connection.reset();
         listener.clear();
     }
@@ -409,8 +408,8 @@ TEST_F(LostLink, IsNotReportedForADisconnectOfOnesOwn) {
     EXPECT_TRUE(waitForDisconnect(ConnectEvent::REASON_USER_REQUEST));
     EXPECT_TRUE(log.has("Disconnecting (reason=user request)"));
     EXPECT_TRUE(log.has("Closing connection"));
-    EXPECT_TRUE(log.has("    SendCommand (CMD_CLOSE=0x0458, id=" + std::to_string(next + 1) +
-                        ", sz=10)"));
+    EXPECT_TRUE(
+        log.has("    SendCommand (CMD_CLOSE=0x0458, id=" + std::to_string(next + 1) + ", sz=10)"));
     EXPECT_TRUE(log.lines(Log::ERROR).empty());
     log.clear();
     fus().disconnect(); // without a connection: a line, and no event
@@ -443,13 +442,12 @@ TEST_F(LostLink, MayBeWantedByAListenerWhileOthersSend) {
         std::atomic<bool> ended{false};
         std::thread sender([&] {
             while (!ended) {
-                ended = !faultOf([&] { connection->sendCommand(CMD_TRAJ_STOP, nullptr, 0); })
-                             .empty();
+                ended =
+                    !faultOf([&] { connection->sendCommand(CMD_TRAJ_STOP, nullptr, 0); }).empty();
             }
         });
         FUSAccess::notifyListeners(fus(), new ExecStartEvent(1, 1, 0, EXEC_ELEC_NORMAL,
-                                                             EXEC_TRIGGER_IGNORED,
-                                                             EXEC_MECH_NONE));
+                                                             EXEC_TRIGGER_IGNORED, EXEC_MECH_NONE));
         EXPECT_TRUE(waitForDisconnect(ConnectEvent::REASON_USER_REQUEST));
         sender.join();
         fus().unregisterListener(&closer);
