@@ -52,14 +52,14 @@ bool Connection::connect(const char* host, unsigned short port, unsigned timeout
 
 bool Connection::openLink(const char* host, unsigned short port, unsigned timeoutMs) {
     auto socket = std::make_unique<TCPClient>();
+    socket->setNoDelay(true);
+    if (!socket->connect(IPv4Address(host), port, timeoutMs)) {
+        return false;
+    }
+    socket->setReceiveTimeout(timeoutMs);
+    // a generator that no longer reads must not hold a sender, and with it a stop, for ever
+    socket->setSendTimeout(timeoutMs);
     try {
-        socket->setNoDelay(true);
-        if (!socket->connect(IPv4Address(host), port, timeoutMs)) {
-            return false;
-        }
-        socket->setReceiveTimeout(timeoutMs);
-        // a generator that no longer reads must not hold a sender, and with it a stop, for ever
-        socket->setSendTimeout(timeoutMs);
         readGeneratorText(*socket);
     } catch (const FUSException&) {
         socket.reset();
