@@ -69,7 +69,7 @@ bool Connection::Reader::writePacket(unsigned id, unsigned short type, const voi
 }
 
 unsigned Connection::Reader::sendRawData(const void* data, unsigned size) {
-    if (isStopRequested()) {
+    if (m_closed || isStopRequested()) {
         return 0;
     }
     int sent = 0;

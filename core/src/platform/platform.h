@@ -95,7 +95,7 @@ bool isWouldBlock(int error);
 bool isConnectionLost(int error); ///< reset, aborted, not connected, shut down or timed out
 bool isBadAddress(int error);     ///< the buffer isn't memory of this process
 bool isBusy(int error);           ///< a network call is under way: `stopNetwork` may be repeated
-std::string socketErrorText(int error);
+std::string socketErrorText(int error); ///< "?" if the system has no text for it
 
 /// First IPv4 address of a host name or dotted text, 0 if there is none. Any thread.
 std::uint32_t resolveIPv4(const char* name);

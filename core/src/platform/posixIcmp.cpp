@@ -27,7 +27,7 @@ EchoResult failure(EchoStage stage, int error) {
     EchoResult result;
     result.stage = stage;
     result.error = error;
-    result.errorText = systemErrorText(error);
+    result.errorText = socketErrorText(error);
     return result;
 }
 

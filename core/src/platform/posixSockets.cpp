@@ -290,7 +290,8 @@ bool isBusy(int error) {
 }
 
 std::string socketErrorText(int error) {
-    return systemErrorText(error);
+    const std::string text = systemErrorText(error);
+    return text.empty() ? "?" : text;
 }
 
 std::uint32_t resolveIPv4(const char* name) {
