@@ -8,7 +8,9 @@
 #include "fus/P_LogMacros.h"
 #include "fus/P_Network.h"
 
+#include <algorithm>
 #include <atomic>
+#include <climits>
 
 namespace fus {
 
@@ -120,8 +122,9 @@ bool FUS::setDefaultAnswerTimeout(unsigned ms) {
         return false;
     }
     if (ms != TIMEOUT_DEFAULT) {
-        const unsigned long long steps = (ms + (ANSWER_STEP - 1ULL)) / ANSWER_STEP;
-        g_defaultAnswerTimeout = static_cast<unsigned>((steps == 0 ? 1 : steps) * ANSWER_STEP);
+        constexpr unsigned MOST = UINT_MAX / ANSWER_STEP; // what is above has no multiple over it
+        const unsigned steps = ms / ANSWER_STEP + (ms % ANSWER_STEP != 0 ? 1 : 0);
+        g_defaultAnswerTimeout = std::clamp(steps, 1U, MOST) * ANSWER_STEP;
     }
     return true;
 }

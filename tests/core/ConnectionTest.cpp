@@ -149,9 +149,11 @@ TEST(DefaultAnswerTimeout, IsAMultipleOf200) {
         unsigned given;
         bool taken;
         unsigned result;
-    } cases[] = {{1, true, 200},    {200, true, 200},         {201, true, 400},
-                 {0, true, 200},    {0x0FFFFFFF, false, 200}, {0x0FFFFFFE, true, 200},
-                 {999, true, 1000}, {5000, true, 5000}};
+    } cases[] = {{1, true, 200},           {200, true, 200},
+                 {201, true, 400},         {0, true, 200},
+                 {0x0FFFFFFF, false, 200}, {0x0FFFFFFE, true, 200},
+                 {999, true, 1000},        {0xFFFFFFFF, true, 4294967200},
+                 {5000, true, 5000}};
     for (const auto& c : cases) {
         EXPECT_EQ(fus.setDefaultAnswerTimeout(c.given), c.taken) << c.given;
         EXPECT_EQ(fus.getDefaultAnswerTimeout(), c.result) << c.given;
