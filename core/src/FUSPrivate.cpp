@@ -99,14 +99,24 @@ bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeo
         const std::lock_guard<std::mutex> lock(m_linkMutex);
         m_connection = connection;
     }
-    connection->setSecureMode(m_generator.isInSecureMode());
-    m_generator.onConnect();
+    try {
+        connection->setSecureMode(m_generator.isInSecureMode());
+        m_generator.onConnect();
+    } catch (...) {
+        closeIfDead(*connection);
+        throw;
+    }
     notifyListeners(new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
-    if (!connection->isOpen()) {
-        // it died before it was stored, so that the event by which it asked to be closed found none
+    closeIfDead(*connection);
+    return true;
+}
+
+// A link that died before the connection was stored: the event by which it asked to be closed found
+// no connection.
+void FUS::Private::closeIfDead(const Connection& connection) {
+    if (!connection.isOpen()) {
         notifyListeners(new AutoCloseConnectionEvent);
     }
-    return true;
 }
 
 // A disconnect of another thread must have let go of the old connection before a new one comes.

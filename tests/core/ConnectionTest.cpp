@@ -355,6 +355,18 @@ TEST_F(LostLink, TellsListenersOnceAndFailsCommandsAtOnce) {
     }
 }
 
+TEST_F(LostLink, IsNoticedWhenItBreaksWhileConnecting) {
+    peer.sendIni(iniOf(Generation::V2)).cut();
+    fus().registerListener(&listener);
+    // whether the break is noticed before the end of the connect is a matter of luck
+    const std::string fault =
+        faultOf([&] { fus().connect(ScriptedPeer::HOST, peer.port(), LONG_TIMEOUT); });
+    EXPECT_TRUE(fault.empty() || fault == "ERR_NOT_CONNECTED: Not connected to the generator")
+        << fault;
+    EXPECT_TRUE(waitForDisconnect(ConnectEvent::REASON_SOCKET_ERROR));
+    EXPECT_FALSE(fus().isConnected());
+}
+
 TEST_F(LostLink, WakesWhoWaitsForAnAnswer) {
     connect();
     auto waiting = std::async(std::launch::async, [&] {

@@ -41,8 +41,9 @@ public:
     /// @return false, after log lines that say why, when there is no such generator; true and a
     ///         `ConnectEvent` otherwise
     ///
-    /// Throws `ERR_CONFIG` when the generator's measures can't be read, and `ERR_SOCKET_WRITE`
-    /// when the link breaks in the middle.
+    /// Throws `ERR_CONFIG` when the generator's measures can't be read, `ERR_SOCKET_WRITE` or
+    /// `ERR_NOT_CONNECTED` when the link breaks in the middle, and `ERR_SOCKET_OPTION` when the
+    /// system has no socket to give.
     bool connect(const char* host, unsigned short port, unsigned timeoutMs);
 
     /// Stops what runs, closes the connection, and sends a `ConnectEvent` with reason 0. `Board`

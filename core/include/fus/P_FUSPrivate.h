@@ -25,8 +25,10 @@ public:
     std::shared_ptr<Connection> connection() const;
     /// The event sender, or null after `stopEventSender`.
     std::shared_ptr<EventSender> eventSender() const;
-    /// Ends the event sender; waits for a listener that is running.
+    /// Ends the event sender; waits for a listener that is running, unless that is the caller.
     void stopEventSender();
+    /// Lets go of a connection that was not closed.
+    void dropConnection();
     void clearListeners();
 
     void notifyListeners(FUSEvent* event) override;
@@ -37,7 +39,9 @@ public:
     Generator& generator() override { return m_generator; }
 
 private:
+    std::shared_ptr<EventSender> senderToEnd() const;
     void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
+    void closeIfDead(const Connection& connection);
     void autoClose(int reason);
     void waitForDisconnect();
 
@@ -49,6 +53,7 @@ private:
     std::condition_variable m_disconnected; // bound to m_linkMutex
     std::shared_ptr<Connection> m_connection;
     std::shared_ptr<EventSender> m_eventSender;
+    std::shared_ptr<EventSender> m_endingSender; // stopped; its thread may still be at work
     bool m_disconnecting = false;
 
     Generator m_generator;
