@@ -76,6 +76,7 @@ FUS::~FUS() {
         FUS_LOG(INFO, "    Deleting FUS singleton");
         m_private->clearListeners();
         m_private->disconnectSocket(ConnectEvent::REASON_DESTRUCTOR);
+        m_private->dropConnection(); // left over when another thread is disconnecting
         m_private->stopEventSender();
         FUS_LOG(VERBOSE, "    FUS::~Private()");
         m_private.reset();

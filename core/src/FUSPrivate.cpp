@@ -43,15 +43,28 @@ std::shared_ptr<EventSender> FUS::Private::eventSender() const {
     return m_eventSender;
 }
 
+std::shared_ptr<EventSender> FUS::Private::senderToEnd() const {
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    return m_eventSender ? m_eventSender : m_endingSender;
+}
+
 void FUS::Private::stopEventSender() {
-    const auto sender = eventSender();
+    const auto sender = senderToEnd();
     if (!sender) {
         return;
     }
     sender->requestStop();
     milliSleep(SENDER_END_PAUSE);
-    const std::lock_guard<std::mutex> lock(m_linkMutex);
-    m_eventSender.reset(); // freed by `sender`, outside of the lock
+    {
+        // kept until its thread has ended: on that thread nobody may be the last to let go of it
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        m_eventSender.reset();
+        m_endingSender = sender;
+    }
+    if (sender->wait()) { // not on the sender's own thread, in a listener that ends the library
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        m_endingSender.reset(); // freed by `sender`, outside of the lock
+    }
 }
 
 void FUS::Private::clearListeners() {
@@ -155,15 +168,18 @@ void FUS::Private::disconnectSocket(int reason) {
 void FUS::Private::closeConnection(const std::shared_ptr<Connection>& connection, int reason) {
     quietly([&] { m_generator.stopTrajectory(); });
     quietly([&] { connection->close(); });
-    {
-        const std::lock_guard<std::mutex> lock(m_linkMutex);
-        m_connection.reset();
-    }
+    dropConnection();
     if (reason != ConnectEvent::REASON_DESTRUCTOR) {
         quietly([&] {
             notifyListeners(new ConnectEvent(false, static_cast<ConnectEvent::Reason>(reason)));
         });
     }
+}
+
+void FUS::Private::dropConnection() {
+    std::shared_ptr<Connection> dropped; // dies outside of the lock
+    const std::lock_guard<std::mutex> lock(m_linkMutex);
+    dropped.swap(m_connection);
 }
 
 } // namespace fus

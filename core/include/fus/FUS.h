@@ -27,7 +27,8 @@ public:
     /// The singleton; starts the library if need be. It lives to the end of the process.
     static FUS& getInstance();
     /// Ends the library's work: removes all listeners, disconnects, stops the event sender. Blocks
-    /// until a listener that is running has returned. Later events are dropped.
+    /// until a listener that is running has returned, unless it is that listener which calls. Later
+    /// events are dropped.
     static void exit();
     static bool isInitialized();
 

@@ -1,0 +1,43 @@
+#include "fus/FUS.h"
+#include "fus/FUSEvent.h"
+#include "fus/P_FUSAccess.h"
+#include "support/Latch.h"
+#include "support/RecordingListener.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace fus::test {
+namespace {
+
+void notify() {
+    FUSAccess::notifyListeners(FUS::getInstance(), new MechOriginEvent(mprotocol::OK));
+}
+
+/// The end of the library is the end of its process; the code tells whether all went well.
+[[noreturn]] void exitInAListener() {
+    FUS& fus = FUS::getInstance();
+    const Latch returned;
+    RecordingListener closer([&](FUSEvent&) {
+        FUS::exit();
+        returned.open();
+    });
+    fus.registerListener(&closer);
+    notify();
+    bool good = returned.wait();
+    FUS::exit(); // waits for the thread that the listener ran on
+    fus.registerListener(&closer);
+    good = good && fus.unregisterListener(&closer) == 0;
+    notify();
+    good = good && closer.events().size() == 1;
+    std::exit(good ? EXIT_SUCCESS : EXIT_FAILURE);
+}
+
+TEST(FUSExitDeathTest, MayBeCalledByAListenerAndThenDropsEvents) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe"); // other tests have left threads
+    EXPECT_EXIT(exitInAListener(), testing::ExitedWithCode(EXIT_SUCCESS), "");
+}
+
+} // namespace
+} // namespace fus::test
