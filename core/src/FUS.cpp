@@ -234,7 +234,7 @@ void FUSAccess::notifyListeners(FUS& fus, FUSEvent* event) {
 }
 
 bool FUSAccess::waitForListeners(FUS& fus, unsigned timeoutMs) {
-    const auto sender = fus.m_private->eventSender();
+    const auto sender = fus.m_private->livingSender();
     return !sender || sender->waitIdle(timeoutMs);
 }
 

@@ -43,13 +43,13 @@ std::shared_ptr<EventSender> FUS::Private::eventSender() const {
     return m_eventSender;
 }
 
-std::shared_ptr<EventSender> FUS::Private::senderToEnd() const {
+std::shared_ptr<EventSender> FUS::Private::livingSender() const {
     const std::lock_guard<std::mutex> lock(m_linkMutex);
     return m_eventSender ? m_eventSender : m_endingSender;
 }
 
 void FUS::Private::stopEventSender() {
-    const auto sender = senderToEnd();
+    const auto sender = livingSender();
     if (!sender) {
         return;
     }

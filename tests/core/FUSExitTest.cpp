@@ -11,6 +11,8 @@
 namespace fus::test {
 namespace {
 
+constexpr unsigned PATIENCE = 20000; // [ms], only waited for by a failing test
+
 void notify() {
     FUSAccess::notifyListeners(FUS::getInstance(), new MechOriginEvent(mprotocol::OK));
 }
@@ -25,7 +27,7 @@ void notify() {
     });
     fus.registerListener(&closer);
     notify();
-    bool good = returned.wait();
+    bool good = returned.wait() && FUSAccess::waitForListeners(fus, PATIENCE);
     FUS::exit(); // waits for the thread that the listener ran on
     fus.registerListener(&closer);
     good = good && fus.unregisterListener(&closer) == 0;

@@ -25,6 +25,8 @@ public:
     std::shared_ptr<Connection> connection() const;
     /// The event sender, or null after `stopEventSender`.
     std::shared_ptr<EventSender> eventSender() const;
+    /// The same, but null only when a stopped one's thread has ended, too.
+    std::shared_ptr<EventSender> livingSender() const;
     /// Ends the event sender; waits for a listener that is running, unless that is the caller.
     void stopEventSender();
     /// Lets go of a connection that was not closed.
@@ -39,7 +41,6 @@ public:
     Generator& generator() override { return m_generator; }
 
 private:
-    std::shared_ptr<EventSender> senderToEnd() const;
     void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
     void closeIfDead(const Connection& connection);
     void autoClose(int reason);
