@@ -141,10 +141,8 @@ bool Session::handleInput() {
             return false;
         }
     }
-    if (m_inputStart == m_input.size()) {
-        m_input.clear();
-        m_inputStart = 0;
-    }
+    m_input.erase(m_input.begin(), m_input.begin() + static_cast<std::ptrdiff_t>(m_inputStart));
+    m_inputStart = 0;
     return true;
 }
 
