@@ -74,16 +74,16 @@ const char* ConnectEvent::reasonText(int reason) {
 ExecStartEvent::ExecStartEvent(unsigned execID, unsigned execCount, unsigned execFlags,
                                gprotocol::ElecExecMode elecMode, gprotocol::TriggerMode trigMode,
                                gprotocol::MechExecMode mechMode)
-    : FUSEvent(EVENT_EXEC_START), m_execID(execID), m_execCount(execCount),
-      m_execFlags(execFlags), m_elecMode(elecMode), m_trigMode(trigMode), m_mechMode(mechMode) {}
+    : FUSEvent(EVENT_EXEC_START), m_execID(execID), m_execCount(execCount), m_execFlags(execFlags),
+      m_elecMode(elecMode), m_trigMode(trigMode), m_mechMode(mechMode) {}
 
 ExecStartEvent::~ExecStartEvent() = default;
 
 ShotEvent::ShotEvent(unsigned execID, unsigned execIndex, unsigned shotIndex,
                      gprotocol::AmplifierType amplifierType, unsigned duration, int totalGap,
                      unsigned char* data, unsigned size, unsigned channels, unsigned boards,
-                     unsigned channelMeasures, unsigned boardMeasures,
-                     const unsigned* channelSizes, const unsigned* boardSizes)
+                     unsigned channelMeasures, unsigned boardMeasures, const unsigned* channelSizes,
+                     const unsigned* boardSizes)
     : FUSEvent(EVENT_SHOT_RESULT), m_execID(execID),
       m_shotResult(execIndex, shotIndex, amplifierType, duration, totalGap, data, size, channels,
                    boards, channelMeasures, boardMeasures, channelSizes, boardSizes) {}
@@ -93,8 +93,8 @@ ShotEvent::~ShotEvent() = default;
 ExecEvent::ExecEvent(unsigned execID, unsigned index, unsigned remaining)
     : FUSEvent(EVENT_EXEC_RESULT), m_execResult(execID, index, remaining) {}
 
-ExecEvent::ExecEvent(unsigned execID, unsigned index, unsigned remaining,
-                     ExecResult::Status status, const char* message)
+ExecEvent::ExecEvent(unsigned execID, unsigned index, unsigned remaining, ExecResult::Status status,
+                     const char* message)
     : FUSEvent(EVENT_EXEC_RESULT), m_execResult(execID, index, remaining, status, message) {}
 
 ExecEvent::~ExecEvent() = default;

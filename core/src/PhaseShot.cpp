@@ -68,10 +68,9 @@ PhaseShot* PhaseShot::clone() const {
 PhaseShot::~PhaseShot() = default;
 
 bool PhaseShot::operator==(const PhaseShot& other) const {
-    return this == &other ||
-           (m_duration == other.m_duration && m_delay == other.m_delay &&
-            m_phases == other.m_phases && m_frequencies == other.m_frequencies &&
-            m_amplitudes == other.m_amplitudes);
+    return this == &other || (m_duration == other.m_duration && m_delay == other.m_delay &&
+                              m_phases == other.m_phases && m_frequencies == other.m_frequencies &&
+                              m_amplitudes == other.m_amplitudes);
 }
 
 bool PhaseShot::operator!=(const PhaseShot& other) const {

@@ -1,6 +1,6 @@
+#include "fus/TrajectoryBufferInfo.h"
 #include "fus/ElectronicTrajectory.h"
 #include "fus/FUSEvent.h"
-#include "fus/TrajectoryBufferInfo.h"
 
 #include <utility>
 

@@ -121,14 +121,10 @@ TEST_F(EventSenderTest, CountsItsListenersInTheLog) {
         [&] { sender.clearListeners(); },
     };
     const std::string lines[] = {
-        "FUS: can not register nullptr listener",
-        "    FUS: register -> 1 listeners",
-        "    FUS: register -> 2 listeners",
-        "",
-        "    FUS: unregister 1 items -> 1 listeners",
-        "    FUS: unregister 0 items -> 1 listeners",
-        "FUS: can not unregister nullptr listener",
-        "    FUS: clearing all listeners",
+        "FUS: can not register nullptr listener",     "    FUS: register -> 1 listeners",
+        "    FUS: register -> 2 listeners",           "",
+        "    FUS: unregister 1 items -> 1 listeners", "    FUS: unregister 0 items -> 1 listeners",
+        "FUS: can not unregister nullptr listener",   "    FUS: clearing all listeners",
     };
     for (std::size_t i = 0; i < std::size(steps); ++i) {
         log.clear();

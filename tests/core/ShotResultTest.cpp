@@ -59,8 +59,8 @@ RawBlock sampleBlock() {
 /// Counts and sizes of the sample block, but for what the caller changes.
 ShotEvent eventOf(unsigned size, unsigned boards = BOARDS, const unsigned* sizes = CHANNEL_SIZES,
                   const unsigned* boardSizes = BOARD_SIZES) {
-    return ShotEvent(42, 6, 7, gprotocol::AMPLIFIER_V_I_Pvi_Pvr, 1234, -5,
-                     sampleBlock().release(), size, CHANNELS, boards, 3, 2, sizes, boardSizes);
+    return ShotEvent(42, 6, 7, gprotocol::AMPLIFIER_V_I_Pvi_Pvr, 1234, -5, sampleBlock().release(),
+                     size, CHANNELS, boards, 3, 2, sizes, boardSizes);
 }
 
 FUSError errorOf(const std::function<void()>& operation) {
@@ -83,7 +83,8 @@ TEST(ShotResult, ReadsEveryMeasureAtItsPlace) {
     EXPECT_EQ(result.totalGap(), -5);
     EXPECT_TRUE(result.containsBoardData());
 
-    const unsigned channels[3][CHANNELS] = {{1, 2, 255}, {0xFFFFFFFF, 5, 0x01020304}, {7, 0x809, 9}};
+    const unsigned channels[3][CHANNELS] = {
+        {1, 2, 255}, {0xFFFFFFFF, 5, 0x01020304}, {7, 0x809, 9}};
     const unsigned boards[2][BOARDS] = {{0xABCD, 11}, {12, 13}};
     for (unsigned m = 0; m < 3; ++m) {
         for (unsigned c = 0; c < CHANNELS; ++c) {
@@ -159,11 +160,9 @@ TEST(ShotResult, ChecksEveryAccess) {
         {[&] { TestPeer::setChannelValue(r, 0, 3, 1); }, ERR_INDEX, bad + "ch measure (3"},
         {[&] { TestPeer::setBoardValue(r, 2, 0, 1); }, ERR_INDEX, bad + "board index (2"},
         {[&] { TestPeer::setPower(r, 3, 1); }, ERR_INDEX, bad + "channel (3"},
-        {[&] { o.channelRawValue(0, 1); },
-         ERR_ARGUMENT,
+        {[&] { o.channelRawValue(0, 1); }, ERR_ARGUMENT,
          "ERR_ARGUMENT: Unsupported channel measure size."},
-        {[&] { o.boardRawValue(0, 1); },
-         ERR_ARGUMENT,
+        {[&] { o.boardRawValue(0, 1); }, ERR_ARGUMENT,
          "ERR_ARGUMENT: Unsupported board measure size."},
     };
     for (const Case& c : cases) {

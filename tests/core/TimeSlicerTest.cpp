@@ -19,8 +19,8 @@ using Pairs = std::vector<Pair>;
 
 TimeSlicer slicerOf(const ShotLimits& limits) {
     TimeSlicer slicer;
-    EXPECT_TRUE(slicer.setLimits(limits.minTotal, limits.maxTotal, limits.minDuration,
-                                 limits.maxDuration));
+    EXPECT_TRUE(
+        slicer.setLimits(limits.minTotal, limits.maxTotal, limits.minDuration, limits.maxDuration));
     return slicer;
 }
 
@@ -157,8 +157,8 @@ TEST(TimeSlicer, EndsAndKeepsBothSumsForEveryInput) {
     for (unsigned round = 0; round < 20000; ++round) {
         const ShotLimits limits = limitsOf(below(20), 1 + below(40), below(8), 1 + below(40));
         TimeSlicer slicer;
-        const bool accepted = slicer.setLimits(limits.minTotal, limits.maxTotal,
-                                               limits.minDuration, limits.maxDuration);
+        const bool accepted = slicer.setLimits(limits.minTotal, limits.maxTotal, limits.minDuration,
+                                               limits.maxDuration);
         const ShotLimits effective = accepted ? limits : ShotLimits();
         const unsigned duration = below(200);
         const unsigned delay = below(200);

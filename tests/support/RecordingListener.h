@@ -24,7 +24,8 @@ public:
 
     static constexpr std::chrono::milliseconds PATIENCE{10000};
 
-    /// `action` runs for every event after it was recorded, on the delivering thread, and may throw.
+    /// `action` runs for every event after it was recorded, on the delivering thread, and may
+    /// throw.
     explicit RecordingListener(Action action = nullptr);
 
     void handleEvent(FUSEvent* event) override;

@@ -51,8 +51,7 @@ private:
     friend class Generator;
 
     ExecResult(unsigned id, unsigned index, unsigned remaining);
-    ExecResult(unsigned id, unsigned index, unsigned remaining, Status status,
-               const char* message);
+    ExecResult(unsigned id, unsigned index, unsigned remaining, Status status, const char* message);
 
     unsigned m_id = 0;
     Status m_status = EXEC_UNKNOWN;

@@ -16,13 +16,13 @@ namespace fus {
 class FUS_API FUSEvent {
 public:
     enum EventType : unsigned {
-        EVENT_CONNECT = 0, ///< ConnectEvent
-        EVENT_DISCONNECT = 1, ///< ConnectEvent
-        EVENT_EXEC_START = 2, ///< ExecStartEvent
-        EVENT_SHOT_RESULT = 3, ///< ShotEvent
-        EVENT_EXEC_RESULT = 4, ///< ExecEvent
-        EVENT_MECH_MOTION_RESULT = 5, ///< MechMotionEvent
-        EVENT_MECH_ORIGIN_RESULT = 6, ///< MechOriginEvent
+        EVENT_CONNECT = 0,               ///< ConnectEvent
+        EVENT_DISCONNECT = 1,            ///< ConnectEvent
+        EVENT_EXEC_START = 2,            ///< ExecStartEvent
+        EVENT_SHOT_RESULT = 3,           ///< ShotEvent
+        EVENT_EXEC_RESULT = 4,           ///< ExecEvent
+        EVENT_MECH_MOTION_RESULT = 5,    ///< MechMotionEvent
+        EVENT_MECH_ORIGIN_RESULT = 6,    ///< MechOriginEvent
         EVENT_AUTO_CLOSE_CONNECTION = 7, ///< never reaches a listener
     };
 
@@ -133,8 +133,7 @@ private:
 class FUS_API MechMotionEvent : public FUSEvent {
 public:
     /// In place of a result: it is to be classified from the hardware code.
-    static constexpr mprotocol::MechResult RESULT_FROM_CODE =
-        static_cast<mprotocol::MechResult>(8);
+    static constexpr mprotocol::MechResult RESULT_FROM_CODE = static_cast<mprotocol::MechResult>(8);
 
     /// Success, hardware code 0.
     explicit MechMotionEvent(unsigned execID);

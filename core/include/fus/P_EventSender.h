@@ -74,19 +74,19 @@ private:
     const DisconnectHook m_disconnect;
     const MechanicalCauseHook m_mechanicalCause;
 
-    Semaphore m_queued;  // counts the queued events
+    Semaphore m_queued; // counts the queued events
 
     Mutex m_queueMutex;
-    std::deque<std::unique_ptr<FUSEvent>> m_queue;  // guarded by m_queueMutex, oldest first
+    std::deque<std::unique_ptr<FUSEvent>> m_queue; // guarded by m_queueMutex, oldest first
 
     // Guarded by m_listenersMutex.
     Mutex m_listenersMutex;
-    std::vector<FUSListener*> m_listeners;  // in order of registration
-    bool m_calling = false;                 // a listener is being called
-    unsigned m_calls = 0;                   // calls begun, wrapping
-    Condition m_callEnded;                  // bound to m_listenersMutex
+    std::vector<FUSListener*> m_listeners; // in order of registration
+    bool m_calling = false;                // a listener is being called
+    unsigned m_calls = 0;                  // calls begun, wrapping
+    Condition m_callEnded;                 // bound to m_listenersMutex
 
-    std::atomic<std::uint32_t> m_threadId{0};  // of run, 0 before it
+    std::atomic<std::uint32_t> m_threadId{0}; // of run, 0 before it
 };
 
 } // namespace fus

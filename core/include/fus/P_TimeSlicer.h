@@ -6,7 +6,7 @@ namespace fus {
 struct ShotLimits {
     unsigned minDuration = 0;
     unsigned maxDuration = 0;
-    unsigned minTotal = 0;  // of duration + delay
+    unsigned minTotal = 0; // of duration + delay
     unsigned maxTotal = 0;
 };
 
@@ -23,9 +23,9 @@ class TimeSlicer {
 public:
     struct Iterator {
         const TimeSlicer* slicer = nullptr;
-        unsigned restDuration = 0;  // still to be handed out
+        unsigned restDuration = 0; // still to be handed out
         unsigned restDelay = 0;
-        unsigned sliceDuration = 0;  // the pair handed out last
+        unsigned sliceDuration = 0; // the pair handed out last
         unsigned sliceDelay = 0;
 
         /// Computes the following pair; an exhausted iterator stays exhausted. Throws ERR_SLICE
@@ -58,7 +58,7 @@ private:
 
     unsigned m_minTotal = 0;
     unsigned m_maxTotal = 0;
-    unsigned m_minDuration = 0;  // may stay 0
+    unsigned m_minDuration = 0; // may stay 0
     unsigned m_maxDuration = 0;
 };
 

@@ -81,8 +81,8 @@ private:
     /// does not fit is left out, so that no accessor can leave the block.
     ShotResult(unsigned execIndex, unsigned shotIndex, gprotocol::AmplifierType amplifierType,
                unsigned duration, int totalGap, unsigned char* data, unsigned size,
-               unsigned channels, unsigned boards, unsigned channelMeasures,
-               unsigned boardMeasures, const unsigned* channelSizes, const unsigned* boardSizes);
+               unsigned channels, unsigned boards, unsigned channelMeasures, unsigned boardMeasures,
+               const unsigned* channelSizes, const unsigned* boardSizes);
 
     void takeChannelBlock(Block block, const unsigned* sizes);
     void takeBoardBlock(unsigned boards, unsigned measures, const unsigned* sizes);
@@ -107,13 +107,13 @@ private:
     unsigned m_duration = 0;
     int m_totalGap = 0;
     Block m_raw;
-    std::size_t m_boardDataOffset = 0;  // of the board block in the raw data, 0 if there is none
+    std::size_t m_boardDataOffset = 0; // of the board block in the raw data, 0 if there is none
     // Indexed count * measure + item; empty until the first value is set.
     std::vector<float> m_convertedChannelValues;
     std::vector<float> m_convertedBoardValues;
     std::vector<float> m_powers;
     std::vector<unsigned> m_channelMeasureSizes;
-    std::vector<unsigned> m_channelMeasureOffsets;  // running sums of the sizes
+    std::vector<unsigned> m_channelMeasureOffsets; // running sums of the sizes
     std::vector<unsigned> m_boardMeasureSizes;
     std::vector<unsigned> m_boardMeasureOffsets;
 };

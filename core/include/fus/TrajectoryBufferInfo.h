@@ -22,8 +22,7 @@ class ExecStartEvent;
 class FUS_API TrajectoryBufferInfo {
 public:
     /// Electronic mode of a buffer that never received a trajectory; no enumerator has it.
-    static constexpr gprotocol::ElecExecMode NEVER_USED =
-        static_cast<gprotocol::ElecExecMode>(123);
+    static constexpr gprotocol::ElecExecMode NEVER_USED = static_cast<gprotocol::ElecExecMode>(123);
 
     explicit TrajectoryBufferInfo(unsigned buffer);
     ~TrajectoryBufferInfo();
