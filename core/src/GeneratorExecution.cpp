@@ -7,6 +7,8 @@
 #include "fus/P_LogMacros.h"
 #include "fus/P_NetPacket.h"
 
+#include <algorithm>
+
 namespace fus {
 
 namespace {
@@ -15,6 +17,8 @@ using namespace gprotocol;
 
 constexpr unsigned START_SIZE_V3 = 16;
 constexpr unsigned START_SIZE_V2 = 64;
+
+constexpr unsigned LINK_CHECK_STEP = 10; // [ms], how long a closed link may go unnoticed
 
 /// What a start command says.
 struct Start {
@@ -83,6 +87,34 @@ unsigned takeExecutionId(Connection& connection) {
 
 } // namespace
 
+StartsUnderWay::Entry::Entry(StartsUnderWay& starts, unsigned id, const Connection& connection)
+    : m_starts(starts), m_id(id), m_connection(connection) {
+    const MutexLocker lock(m_starts.m_mutex);
+    m_starts.m_entries.push_back(this);
+}
+
+void StartsUnderWay::Entry::end() {
+    const MutexLocker lock(m_starts.m_mutex);
+    auto& entries = m_starts.m_entries;
+    entries.erase(std::remove(entries.begin(), entries.end(), this), entries.end());
+    m_starts.m_ended.broadcast();
+}
+
+void StartsUnderWay::waitFor(unsigned id) {
+    const MutexLocker lock(m_mutex);
+    while (contains(id)) {
+        m_ended.timedWait(LINK_CHECK_STEP);
+    }
+}
+
+// The mutex is held. Ids start anew with every connection: a start on one that is gone has nothing
+// to do with this id.
+bool StartsUnderWay::contains(unsigned id) const {
+    return std::any_of(m_entries.begin(), m_entries.end(), [id](const Entry* entry) {
+        return entry->m_id == id && entry->m_connection.isOpen();
+    });
+}
+
 unsigned Generator::executeTrajectory(unsigned buffer, unsigned execCount, unsigned delay_us,
                                       bool sendResults) {
     FUS_LOG(INFO, "executeTrajectory (buf=%d, execs=%d, delay=%d us, sendResults=%d)", buffer,
@@ -95,11 +127,13 @@ unsigned Generator::executeTrajectory(unsigned buffer, unsigned execCount, unsig
         checkExecution(connection->config(), record, start);
     }
     start.id = sendResults ? takeExecutionId(*connection) : 0;
+    // From here on a result must wait until its execution is known: first for this thread to have
+    // the mutex, then for the mutex. It is the reader that waits, and so a generator that sends a
+    // result before the acknowledgement makes this time out.
+    StartsUnderWay::Entry underWay(m_private->startsUnderWay, start.id, *connection);
     const unsigned command = sendStart(*connection, start, record);
-
-    // From here on a result must wait until its execution is known. The reader waits for it, and so
-    // a generator that sends a result before the acknowledgement makes this time out.
     const MutexLocker lock(m_private->resultsMutex);
+    underWay.end();
     connection->awaitAnswer(command, ANSWER_OK);
     if (sendResults) {
         record.onExecute(start.id, execCount, delay_us);

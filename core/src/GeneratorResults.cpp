@@ -155,6 +155,7 @@ void Generator::handleAsyncAnswer(unsigned id, unsigned short /*type*/, NetPacke
     AsyncResult result(id, packet);
     std::shared_ptr<const GeneratorSession> session;
     const TrajectoryBufferInfo* record = nullptr;
+    m_private->startsUnderWay.waitFor(id);
     {
         const MutexLocker lock(m_private->resultsMutex);
         session = m_private->session();

@@ -1,6 +1,7 @@
 #include "fus/Generator.h"
 
 #include "fus/ElectronicTrajectory.h"
+#include "fus/P_FUSAccess.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_GeneratorPrivate.h"
 #include "support/ConnectedFixture.h"
@@ -9,6 +10,9 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
 #include <vector>
 
@@ -238,8 +242,53 @@ TEST_F(GeneratorExecution, ForgetsItsExecutionsAtTheNextConnection) {
     fus().disconnect();
 }
 
-// The result is on the wire together with the acknowledgement, so that it meets the thread that
-// starts just as this one wakes up.
+// The reader is where an early result waits for the thread that starts its execution; no other
+// result waits.
+TEST_F(GeneratorExecution, HoldsOnlyTheResultsOfAStartThatIsUnderWay) {
+    connect(Generation::V2);
+    const auto connection = FUSAccess::getConnection(fus());
+    StartsUnderWay starts;
+    StartsUnderWay::Entry start(starts, 7, *connection);
+    starts.waitFor(8);
+    std::atomic<bool> ended{false};
+    const Latch waiting;
+    auto result = std::async(std::launch::async, [&] {
+        waiting.open();
+        starts.waitFor(7);
+        return ended.load();
+    });
+    EXPECT_TRUE(waiting.wait());
+    ended = true;
+    start.end();
+    EXPECT_TRUE(result.get());
+    starts.waitFor(7);
+}
+
+// A disconnect waits for the reader, and may itself come from the very start that the reader waits
+// for: its write has failed.
+TEST_F(GeneratorExecution, LetsNoStartHoldUpADisconnect) {
+    for (const bool cut : {false, true}) {
+        ScriptedPeer other;
+        other.allow(CMD_TRAJ_STOP).allow(CMD_CLOSE);
+        greet(other, Generation::V2);
+        ASSERT_TRUE(fus().connect(ScriptedPeer::HOST, other.port(), 5000));
+        const auto connection = FUSAccess::getConnection(fus());
+        StartsUnderWay starts;
+        StartsUnderWay::Entry start(starts, 7, *connection);
+        auto result = std::async(std::launch::async, [&] { starts.waitFor(7); });
+        if (cut) {
+            other.cut();
+        } else {
+            fus().disconnect();
+        }
+        EXPECT_EQ(result.wait_for(RecordingListener::PATIENCE), std::future_status::ready);
+        start.end();
+        fus().disconnect();
+    }
+}
+
+// The result is on the wire together with the acknowledgement, so that the reader has it before the
+// thread that starts wakes up, and at times before that thread has come to wait.
 TEST_F(GeneratorExecution, DecodesAResultThatComesWithTheAcknowledgement) {
     connect(Generation::V2);
     upload();

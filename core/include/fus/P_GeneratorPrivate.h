@@ -77,6 +77,48 @@ ExecResult::Status statusFromCode(unsigned rawCode, unsigned hwid);
 /// The same for a V2 generator; its code for success depends on the executions that remain.
 ExecResult::Status statusFromTextCode(int code, unsigned remain);
 
+/// The starts whose execution id is given out while their thread doesn't hold the results mutex yet.
+/// A result that is here so soon has to wait for it: before, nobody can tell whose result it is. The
+/// mutex can't be taken ahead of the send, as a write that fails disconnects, and that waits for the
+/// reader.
+class StartsUnderWay {
+public:
+    /// One start, from before its send until `end` or the destructor. The connection that it goes
+    /// by must outlive it.
+    class Entry {
+    public:
+        Entry(StartsUnderWay& starts, unsigned id, const Connection& connection);
+        ~Entry() { end(); }
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+
+        void end();
+
+    private:
+        friend class StartsUnderWay;
+
+        // constant after construction
+        StartsUnderWay& m_starts;
+        const unsigned m_id;
+        const Connection& m_connection;
+    };
+
+    StartsUnderWay() : m_ended(&m_mutex) {}
+
+    /// Blocks while the start of this execution is under way and its connection open. The reader
+    /// waits here: no longer than a step once the connection is closed or dead, since whoever
+    /// closes it waits for the reader.
+    void waitFor(unsigned id);
+
+private:
+    bool contains(unsigned id) const;
+
+    // guarded by m_mutex, which is held for nothing that blocks
+    Mutex m_mutex;
+    Condition m_ended;
+    std::vector<const Entry*> m_entries;
+};
+
 class Generator::Private {
 public:
     explicit Private(Upcalls& calls);
@@ -105,6 +147,9 @@ public:
     // Keeps results from overtaking the acknowledgement of their start: held by the start until
     // its event is queued, and by the look-up of the execution that a result belongs to.
     Mutex resultsMutex;
+
+    // locks itself
+    StartsUnderWay startsUnderWay;
 
 private:
     // guarded by m_sessionMutex, which is held for a copy or a swap only
