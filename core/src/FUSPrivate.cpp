@@ -108,17 +108,14 @@ bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeo
     if (!connection->connect(host, port, timeoutMs)) {
         return false;
     }
+    // Before anybody can get hold of the connection: who uses it must not meet the buffers of the
+    // one before.
+    m_generator.onConnect(connection->lastConfig());
     {
         const std::lock_guard<std::mutex> lock(m_linkMutex);
         m_connection = connection;
     }
-    try {
-        connection->setSecureMode(m_generator.isInSecureMode());
-        m_generator.onConnect();
-    } catch (...) {
-        closeIfDead(*connection);
-        throw;
-    }
+    connection->setSecureMode(m_generator.isInSecureMode());
     notifyListeners(new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
     closeIfDead(*connection);
     return true;

@@ -95,9 +95,8 @@ Generator::Generator(Upcalls& upcalls) : m_private(std::make_unique<Private>(upc
 
 Generator::~Generator() = default;
 
-void Generator::onConnect() {
-    const auto connection = m_private->upcalls.getConnection();
-    m_private->setSession(std::make_shared<const GeneratorSession>(connection->config()));
+void Generator::onConnect(const GeneratorConfig& config) {
+    m_private->setSession(std::make_shared<const GeneratorSession>(config));
 }
 
 void Generator::setSecureMode(bool on) {

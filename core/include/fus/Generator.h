@@ -9,6 +9,7 @@ namespace fus {
 
 class ElectronicTrajectory;
 class FloatArray;
+class GeneratorConfig;
 class NetPacket;
 class TrajectoryBufferInfo;
 class Upcalls;
@@ -142,7 +143,7 @@ private:
 
     explicit Generator(Upcalls& upcalls);
 
-    void onConnect();
+    void onConnect(const GeneratorConfig& config);
     void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet);
     bool hasMechanics() const;
     void setSecureMode(bool on);
