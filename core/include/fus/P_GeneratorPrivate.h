@@ -77,10 +77,10 @@ ExecResult::Status statusFromCode(unsigned rawCode, unsigned hwid);
 /// The same for a V2 generator; its code for success depends on the executions that remain.
 ExecResult::Status statusFromTextCode(int code, unsigned remain);
 
-/// The starts whose execution id is given out while their thread doesn't hold the results mutex yet.
-/// A result that is here so soon has to wait for it: before, nobody can tell whose result it is. The
-/// mutex can't be taken ahead of the send, as a write that fails disconnects, and that waits for the
-/// reader.
+/// The starts whose execution id is given out while their thread has yet to take the results mutex.
+/// A result that is here so soon has to wait for it: before, nobody can tell whose result it is.
+/// The mutex can't be taken ahead of the send, as a write that fails disconnects, and that waits
+/// for the reader.
 class StartsUnderWay {
 public:
     /// One start, from before its send until `end` or the destructor. The connection that it goes
