@@ -1,12 +1,12 @@
 #include "fus/Log.h"
 
+#include "P_LogFormat.h"
 #include "P_PrivateLog.h"
 #include "fus/P_LogMacros.h"
 #include "fus/SysInfos.h"
 #include "fus/Utilities.h"
 #include "platform/platform.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstring>
 
@@ -145,9 +145,9 @@ std::string closingText(const std::string& nextName) {
     return text + ".\n";
 }
 
-void put(std::FILE* out, const char* text, std::size_t length) {
-    // there is nobody to tell about a log that can't be written
-    static_cast<void>(std::fwrite(text, 1, length, out));
+/// Number of characters written. There is nobody to tell about a log that can't be written.
+std::int64_t put(std::FILE* out, const char* text, std::size_t length) {
+    return static_cast<std::int64_t>(std::fwrite(text, 1, length, out));
 }
 
 void put(std::FILE* out, const std::string& text) {
@@ -189,11 +189,7 @@ std::size_t PrivateLog::format(Log::Level level, const char* file, unsigned line
     *message = '\0';
     if (messageFormat == nullptr)
         return prefix;
-    const std::size_t room = LINE_ROOM - prefix;
-    const int length = std::vsnprintf(message, room, messageFormat, arguments);
-    if (length < 0)
-        return prefix;
-    return prefix + std::min(static_cast<std::size_t>(length), room - 1);
+    return prefix + formatMessage(message, LINE_ROOM - prefix, messageFormat, arguments);
 }
 
 bool PrivateLog::fileTakesLine(unsigned sinks) {
@@ -203,8 +199,7 @@ bool PrivateLog::fileTakesLine(unsigned sinks) {
     const unsigned limit = fileLimit.load(std::memory_order_relaxed);
     if (limit == 0)
         return true;
-    const long position = std::ftell(current);
-    if (position >= 0 && static_cast<unsigned long>(position) < limit)
+    if (position >= 0 && position < static_cast<std::int64_t>(limit))
         return true;
     put(current, std::string("--- MAX SIZE ---\n"));
     limitReached = true;
@@ -221,10 +216,8 @@ void PrivateLog::write(std::size_t length, unsigned sinks) {
         put(stdout, line, length);
         std::fflush(stdout);
     }
-    if (toFile) {
-        put(stream.load(), line, length);
-        std::fflush(stream.load());
-    }
+    if (toFile) // not buffered, so there is nothing to flush
+        position += put(stream.load(), line, length);
 }
 
 void PrivateLog::closeFile(const std::string& nextName) {
@@ -247,6 +240,8 @@ bool PrivateLog::openFile(const std::string& name, bool addDate) {
     std::setvbuf(opened, nullptr, _IONBF, 0);
     fileName = path;
     put(opened, fileHeader(time));
+    // asked once and counted on from here: asking for each line costs as much as its write
+    position = std::ftell(opened);
     stream = opened;
     return true;
 }
@@ -389,8 +384,10 @@ void Log::printStack() {
         put(stdout, text);
     if (isStderrEnabled())
         put(stderr, text);
-    if (isFileEnabled())
+    if (isFileEnabled()) {
         put(m_private.load()->stream, text);
+        m_private.load()->position += static_cast<std::int64_t>(text.size());
+    }
 }
 
 } // namespace fus

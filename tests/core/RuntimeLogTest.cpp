@@ -1,3 +1,4 @@
+#include "P_LogFormat.h"
 #include "P_PrivateLog.h"
 #include "fus/P_LogMacros.h"
 #include "fus/SysInfos.h"
@@ -6,6 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <climits>
+#include <cstdarg>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -67,6 +71,22 @@ protected:
     Log::Level m_level;
 };
 
+/// Both ways of formatting into the same room: the library's, and the C library's.
+FUS_PRINTF_FORMAT(2, 3) void expectFormat(std::size_t room, const char* format, ...) {
+    std::vector<char> expected(room + 1, '#');
+    std::vector<char> actual(room + 1, '#');
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(expected.data(), room, format, arguments);
+    va_end(arguments);
+    va_start(arguments, format);
+    const std::size_t length = formatMessage(actual.data(), room, format, arguments);
+    va_end(arguments);
+    EXPECT_STREQ(actual.data(), expected.data()) << format;
+    EXPECT_EQ(length, std::strlen(expected.data())) << format;
+    EXPECT_EQ(actual[room], '#') << format;
+}
+
 bool matches(const std::string& text, const std::string& pattern) {
     return std::regex_match(text, std::regex(pattern));
 }
@@ -100,6 +120,23 @@ TEST_F(LogTest, PutsTimeTagThreadAndSourceInFrontOfTheMessage) {
         tail.replace(tail.find("%s"), 2, thread);
         EXPECT_TRUE(matches(line, "\\d\\d:\\d\\d:\\d\\d\\.\\d{3} " + tail + "x5yz")) << line;
     }
+}
+
+TEST(LogFormatTest, FormatsLikeTheCLibraryAndCutsWhereItDoes) {
+    const std::size_t size = SIZE_MAX;
+    const char* volatile nothing = nullptr; // unknown to the compiler
+    for (const std::size_t room : {1U, 2U, 7U, 12U, 100U}) {
+        SCOPED_TRACE(room);
+        expectFormat(room, "plain");
+        expectFormat(room, "100%%, 50%%");
+        expectFormat(room, "%d %d %d %d", 0, INT_MAX, INT_MIN, -1);
+        expectFormat(room, "%u|%X|%zu", 4294967295U, 0xBEEFU, size);
+        expectFormat(room, "Socket(%d) connected to %s@%d", 5, "127.0.0.1", 1670);
+        expectFormat(room, "%s%s", "", "abcdefghijkl");
+        expectFormat(room, "%5d|%-6s|%04X|%g|%ld", 3, "ab", 0xABU, 1.5, -5L);
+        expectFormat(room, "%d %" PRIu64 " %.2s", -7, std::uint64_t{1} << 40, "xyz");
+    }
+    expectFormat(20, "[%s]", nothing);
 }
 
 TEST_F(LogTest, WritesThePrefixAloneForANullFormat) {
