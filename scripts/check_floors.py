@@ -17,7 +17,7 @@ FLOORS = [
         platform icmpPacket posix
     """),
     ("runtime", """
-        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogMacros
+        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogFormat LogMacros
         MProtocol Mask1D Message PrivateLog SysInfos TextCursor Thread Utilities Version
         mprotocol
     """),

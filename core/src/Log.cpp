@@ -82,9 +82,9 @@ char* putBaseName(char* out, const char* file) {
     const char* const backslash = std::strrchr(file, '\\');
     const char* const name = backslash != nullptr ? backslash + 1 : file;
     const void* const end = std::memchr(name, '\0', BASE_NAME_WIDTH);
-    const std::size_t length =
-        end != nullptr ? static_cast<std::size_t>(static_cast<const char*>(end) - name)
-                       : BASE_NAME_WIDTH;
+    const std::size_t length = end != nullptr
+                                   ? static_cast<std::size_t>(static_cast<const char*>(end) - name)
+                                   : BASE_NAME_WIDTH;
     out = putText(out, name, length);
     std::memset(out, ' ', BASE_NAME_WIDTH - length);
     return out + (BASE_NAME_WIDTH - length);

@@ -35,7 +35,7 @@ struct PrivateLog {
 
     Mutex ownedMutex;
     std::atomic<std::FILE*> stream{nullptr}; // written under the mutex
-    std::atomic<std::int64_t> position{0}; // in the file; negative if it can't be told
+    std::atomic<std::int64_t> position{0};   // in the file; negative if it can't be told
     std::atomic<unsigned> fileLimit{0};
     std::atomic<Mutex*> mutex; // null from the destruction of the log on
     std::atomic<bool> gone{false};

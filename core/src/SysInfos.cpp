@@ -8,13 +8,13 @@
 namespace fus::sysinfos {
 
 unsigned CPUCores() {
-    static const unsigned s_cores = platform::cpuCount();
-    return s_cores;
+    static const unsigned CORES = platform::cpuCount();
+    return CORES;
 }
 
 std::size_t RAMTotal() {
-    static const std::size_t s_total = platform::memoryTotal();
-    return s_total;
+    static const std::size_t TOTAL = platform::memoryTotal();
+    return TOTAL;
 }
 
 std::size_t RAMFree() {
@@ -30,18 +30,18 @@ const char* OSTypeStr() {
 }
 
 bool is64bitsOS() {
-    static const bool s_is64bits = platform::is64Bit();
-    return s_is64bits;
+    static const bool IS_64_BITS = platform::is64Bit();
+    return IS_64_BITS;
 }
 
 const char* OSName() {
     using Buffer = std::array<char, 200>;
-    static const Buffer s_name = [] {
+    static const Buffer NAME = [] {
         Buffer buffer = {};
         std::snprintf(buffer.data(), buffer.size(), "%s", platform::systemName().c_str());
         return buffer;
     }();
-    return s_name.data();
+    return NAME.data();
 }
 
 } // namespace fus::sysinfos

@@ -21,12 +21,12 @@ std::atomic<int> s_threadCount{0};
 
 /// The log has a mutex, too: a failure of that one must not report itself for ever.
 void reportMutexFailure(const char* text) {
-    thread_local bool s_reporting = false;
-    if (s_reporting)
+    thread_local bool reporting = false;
+    if (reporting)
         return;
-    s_reporting = true;
+    reporting = true;
     FUS_LOG(ERROR, "%s", text);
-    s_reporting = false;
+    reporting = false;
 }
 
 } // namespace
@@ -70,8 +70,7 @@ Condition* Mutex::takePendingWake() {
 
 // ---- Condition ----------------------------------------------------------------------------------
 
-Condition::Condition(Mutex* mutex)
-    : m_mutex(mutex), m_system(platform::SystemCondition::create()) {
+Condition::Condition(Mutex* mutex) : m_mutex(mutex), m_system(platform::SystemCondition::create()) {
     if (!m_system)
         FUS_THROW(ERR_THREAD);
 }

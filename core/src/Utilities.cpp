@@ -22,7 +22,8 @@ constexpr int CLASS_OTHER = 4;
 
 /// Bits are the unsigned integer of the float's size, of which the low `mantissaBits` are the
 /// mantissa, and the top one is the sign.
-template <typename Bits, typename Float> int classify(Float value, unsigned mantissaBits) {
+template <typename Bits, typename Float>
+int classify(Float value, unsigned mantissaBits) {
     static_assert(sizeof(Bits) == sizeof(Float));
     Bits bits = 0;
     std::memcpy(&bits, &value, sizeof(bits));
@@ -102,24 +103,24 @@ int roundedFloat(float x) {
 }
 
 const char* errnoMessage(int error) {
-    return std::strerror(error);
+    return std::strerror(error); // NOLINT(concurrency-mt-unsafe): told in the header
 }
 
 const char* winErrorMessage(int error) {
-    static char s_text[256];
-    std::snprintf(s_text, sizeof(s_text), "%s", platform::systemErrorText(error).c_str());
-    std::size_t length = std::strlen(s_text);
-    if (length > 0 && s_text[length - 1] == '\n')
-        s_text[--length] = '\0';
-    if (length > 0 && s_text[length - 1] == '\r')
-        s_text[--length] = '\0';
-    return length > 0 ? s_text : "?";
+    static char buffer[256];
+    std::snprintf(buffer, sizeof(buffer), "%s", platform::systemErrorText(error).c_str());
+    std::size_t length = std::strlen(buffer);
+    if (length > 0 && buffer[length - 1] == '\n')
+        buffer[--length] = '\0';
+    if (length > 0 && buffer[length - 1] == '\r')
+        buffer[--length] = '\0';
+    return length > 0 ? buffer : "?";
 }
 
 bool LocalTime::set(const LocalTime& values) {
     if (!isBelow(values.month, 12) ||
-        !isBelow(values.day, daysOfMonth(values.year, values.month)) ||
-        !isBelow(values.hour, 24) || !isBelow(values.minute, 60) || !isBelow(values.second, 60) ||
+        !isBelow(values.day, daysOfMonth(values.year, values.month)) || !isBelow(values.hour, 24) ||
+        !isBelow(values.minute, 60) || !isBelow(values.second, 60) ||
         !isBelow(values.millisecond, 1000))
         return false;
     *this = values;
@@ -128,8 +129,8 @@ bool LocalTime::set(const LocalTime& values) {
 
 bool LocalTime::readClock() {
     platform::ClockTime now = {};
-    return platform::readLocalTime(now) && set({now.year, now.month, now.day, now.hour, now.minute,
-                                                now.second, now.millisecond});
+    return platform::readLocalTime(now) &&
+           set({now.year, now.month, now.day, now.hour, now.minute, now.second, now.millisecond});
 }
 
 } // namespace fus

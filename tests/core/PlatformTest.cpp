@@ -1,5 +1,5 @@
-#include "platform/icmpPacket.h"
 #include "platform/platform.h"
+#include "platform/icmpPacket.h"
 #include "support/Bytes.h"
 #include "support/Latch.h"
 
@@ -282,6 +282,7 @@ TEST(SystemThreadTest, HasItsIdFromBirthAndIsSignalledAtItsEnd) {
     body.proceed.open();
     EXPECT_EQ(thread->wait(AMPLE_MS), SystemThread::Wait::SIGNALLED);
     EXPECT_EQ(body.id, thread->id());
+    EXPECT_EQ(thread->exitCode(), 3U);
 }
 
 } // namespace

@@ -27,15 +27,15 @@ TEST(FUSExceptionTest, FallsBackToTheTextOfItsErrorWhenThereIsNoMessage) {
         const char* name;
         const char* text;
     };
-    for (const Case& c : {Case{0, "ERR_UNKNOWN", "Unknown error"},
-                          Case{3, "ERR_CONFIG_PARSE", "Parse error in configuration file"},
-                          Case{8, "ERR_FILE_READ", "Can not open or read a file"},
-                          Case{12, "ERR_TIMEOUT", "Timeout error"},
-                          Case{15, "ERR_BOARD_BUSY", "Timeout elapsed and board command still busy"},
-                          Case{21, "ERR_MECH_ORIGINS_BUSY", "Busy finding mechanical origins"},
-                          Case{25, "ERR_USER_STOP", "Command interrupted by the user"},
-                          Case{26, "ERR_UNKNOWN", "Unknown error"},
-                          Case{4000, "ERR_UNKNOWN", "Unknown error"}}) {
+    for (const Case& c :
+         {Case{0, "ERR_UNKNOWN", "Unknown error"},
+          Case{3, "ERR_CONFIG_PARSE", "Parse error in configuration file"},
+          Case{8, "ERR_FILE_READ", "Can not open or read a file"},
+          Case{12, "ERR_TIMEOUT", "Timeout error"},
+          Case{15, "ERR_BOARD_BUSY", "Timeout elapsed and board command still busy"},
+          Case{21, "ERR_MECH_ORIGINS_BUSY", "Busy finding mechanical origins"},
+          Case{25, "ERR_USER_STOP", "Command interrupted by the user"},
+          Case{26, "ERR_UNKNOWN", "Unknown error"}, Case{4000, "ERR_UNKNOWN", "Unknown error"}}) {
         SCOPED_TRACE(c.error);
         const auto error = static_cast<FUSError>(c.error);
         EXPECT_STREQ(FUSException::FUSErrorName(error), c.name);

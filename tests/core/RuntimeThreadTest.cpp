@@ -52,9 +52,9 @@ std::uint32_t pollUntilStopped(const Thread& thread) {
 std::vector<std::string> anonymous(const std::vector<std::string>& texts) {
     std::vector<std::string> out;
     for (const std::string& text : texts)
-        out.push_back(std::regex_replace(
-            std::regex_replace(text, std::regex("id=0x[0-9A-F]+"), "id=ID"),
-            std::regex("(count| after)=\\d+"), "$1=N"));
+        out.push_back(
+            std::regex_replace(std::regex_replace(text, std::regex("id=0x[0-9A-F]+"), "id=ID"),
+                               std::regex("(count| after)=\\d+"), "$1=N"));
     return out;
 }
 
@@ -77,10 +77,9 @@ TEST(ThreadTest, LogsItsLifeFromBirthToEnd) {
         EXPECT_TRUE(thread.wait());
     }
     EXPECT_EQ(anonymous(log.texts()),
-              (std::vector<std::string>{"  New thread (id=ID, count after=N)",
-                                        "  Starting thread (id=ID, count=N)",
-                                        "  Thread finished (id=ID)",
-                                        "  ~PrivateThread (id=ID, count after=N)"}));
+              (std::vector<std::string>{
+                  "  New thread (id=ID, count after=N)", "  Starting thread (id=ID, count=N)",
+                  "  Thread finished (id=ID)", "  ~PrivateThread (id=ID, count after=N)"}));
     std::smatch created;
     std::smatch closed;
     const std::string first = log.texts().front();

@@ -19,10 +19,10 @@ TEST(UtilitiesTest, CopiesThePartOfAStringThatIsThere) {
         std::size_t maxLength;
         const char* copy;
     };
-    for (const Case& c : {Case{"abc", 0, SIZE_MAX, "abc"}, Case{"abc", 1, 1, "b"},
-                          Case{"abc", 2, SIZE_MAX, "c"}, Case{"abc", 3, 5, nullptr},
-                          Case{"abc", SIZE_MAX, SIZE_MAX, nullptr}, Case{"abc", 0, 0, nullptr},
-                          Case{"", 0, 5, nullptr}, Case{nullptr, 0, 5, nullptr}}) {
+    for (const Case& c :
+         {Case{"abc", 0, SIZE_MAX, "abc"}, Case{"abc", 1, 1, "b"}, Case{"abc", 2, SIZE_MAX, "c"},
+          Case{"abc", 3, 5, nullptr}, Case{"abc", SIZE_MAX, SIZE_MAX, nullptr},
+          Case{"abc", 0, 0, nullptr}, Case{"", 0, 5, nullptr}, Case{nullptr, 0, 5, nullptr}}) {
         std::size_t length = 99;
         const std::unique_ptr<char[]> copy(copyString(c.text, c.start, c.maxLength, &length));
         EXPECT_STREQ(copy.get(), c.copy);
@@ -44,7 +44,8 @@ TEST(UtilitiesTest, RoundsNegativeHalvesAndWhatIsNearlyOneAwayFromZero) {
         EXPECT_EQ(roundedFloat(c.value), c.rounded) << c.value;
 }
 
-template <typename Float> void expectClasses() {
+template <typename Float>
+void expectClasses() {
     using Limits = std::numeric_limits<Float>;
     struct Case {
         Float value;

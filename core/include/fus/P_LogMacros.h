@@ -15,9 +15,9 @@
 
 /// Logs a line: FUS_LOG(INFO, "format", arguments...). Arguments are not evaluated when the level
 /// is disabled.
-#define FUS_LOG(LEVEL, ...)                                                               \
-    do {                                                                                  \
-        if (FUS_LOG_ENABLED(LEVEL))                                                       \
+#define FUS_LOG(LEVEL, ...)                                                                    \
+    do {                                                                                       \
+        if (FUS_LOG_ENABLED(LEVEL))                                                            \
             ::fus::Log::getInstance().loG(::fus::Log::LEVEL, __FILE__, __LINE__, __VA_ARGS__); \
     } while (false)
 
@@ -33,8 +33,7 @@ namespace fus {
 [[noreturn]] void throwLogged(FUSError error, const char* file, unsigned line);
 
 /// A null or empty message is no message.
-[[noreturn]] void throwLogged(FUSError error, const char* file, unsigned line,
-                              const char* message);
+[[noreturn]] void throwLogged(FUSError error, const char* file, unsigned line, const char* message);
 [[noreturn]] void throwLogged(FUSError error, const char* file, unsigned line,
                               const std::string& message);
 

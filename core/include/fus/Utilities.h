@@ -29,7 +29,8 @@ FUS_API void milliSleep(unsigned ms);
 /// short of a half by less than 0.000001 does too. What no int can hold gives the least int.
 FUS_API int roundedFloat(float x);
 
-/// Text of a C library error number. Valid until the thread's next call.
+/// Text of a C library error number, from `strerror` and under its terms: valid until the next
+/// call, on some systems on any thread.
 FUS_API const char* errnoMessage(int error);
 
 /// The system's text for one of its error codes, "?" if it has none. In a static buffer: the next
@@ -37,10 +38,10 @@ FUS_API const char* errnoMessage(int error);
 FUS_API const char* winErrorMessage(int error);
 
 /// How this library was built.
-FUS_API const char* buildVersion();    ///< "1.6.1.2001"
-FUS_API const char* buildRevision();   ///< branch, underscore, twelve hexadecimal digits
-FUS_API const char* buildDate();       ///< "2020-01-31 16:38:03 UTC"
-FUS_API const char* buildConfig();     ///< system, compiler, configuration
-FUS_API unsigned buildTimestamp();     ///< the build date as Unix time [s]
+FUS_API const char* buildVersion();  ///< "1.6.1.2001"
+FUS_API const char* buildRevision(); ///< branch, underscore, twelve hexadecimal digits
+FUS_API const char* buildDate();     ///< "2020-01-31 16:38:03 UTC"
+FUS_API const char* buildConfig();   ///< system, compiler, configuration
+FUS_API unsigned buildTimestamp();   ///< the build date as Unix time [s]
 
 } // namespace fus

@@ -193,6 +193,9 @@ public:
     /// SIGNALLED once the entry function has returned.
     Wait wait(unsigned milliseconds);
 
+    /// What the entry function has returned, 0 until then.
+    std::uint32_t exitCode() const;
+
 private:
     struct Native;
     explicit SystemThread(std::shared_ptr<Native> native);

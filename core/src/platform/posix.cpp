@@ -28,8 +28,13 @@ bool breakDown(time_t second, ClockTime& fields) {
     struct tm broken = {};
     if (localtime_r(&second, &broken) == nullptr)
         return false;
-    fields = {broken.tm_year + 1900, broken.tm_mon, broken.tm_mday - 1,
-              broken.tm_hour,        broken.tm_min, broken.tm_sec,      0};
+    fields = {broken.tm_year + 1900,
+              broken.tm_mon,
+              broken.tm_mday - 1,
+              broken.tm_hour,
+              broken.tm_min,
+              broken.tm_sec,
+              0};
     return true;
 }
 
@@ -60,6 +65,14 @@ std::size_t memoryField(const std::string& name) {
         if (line.compare(0, name.size(), name) == 0)
             return std::strtoull(line.c_str() + name.size(), nullptr, 10) * std::size_t{1024};
     return 0;
+}
+
+// strerror_r comes in two kinds: one returns a result, the other one the text
+[[maybe_unused]] const char* textOf(int /*result*/, const char* buffer) {
+    return buffer;
+}
+[[maybe_unused]] const char* textOf(const char* text, const char* /*buffer*/) {
+    return text;
 }
 
 std::size_t pagesOf(int name) {
@@ -152,7 +165,8 @@ std::size_t memoryAvailable() {
 }
 
 std::string systemErrorText(int error) {
-    const std::string text = std::strerror(error);
+    char buffer[256] = {};
+    const std::string text = textOf(strerror_r(error, buffer, sizeof(buffer)), buffer);
     // the C library makes up a text for a number that it doesn't know
     return text.compare(0, 13, "Unknown error") == 0 ? std::string() : text;
 }

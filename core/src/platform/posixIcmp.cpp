@@ -32,8 +32,8 @@ EchoResult failure(EchoStage stage, int error) {
 }
 
 std::uint16_t nextSequence() {
-    static std::atomic<unsigned> s_last{0};
-    return static_cast<std::uint16_t>(s_last.fetch_add(1) + 1);
+    static std::atomic<unsigned> last{0};
+    return static_cast<std::uint16_t>(last.fetch_add(1) + 1);
 }
 
 /// A socket that may send echoes: one that any user may have where the system is set up for it,

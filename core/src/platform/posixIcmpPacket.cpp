@@ -61,8 +61,7 @@ unsigned checksum(const std::vector<std::uint8_t>& bytes) {
 
 bool hasOurHeader(const EchoRequest& request, const std::uint8_t* message, unsigned type,
                   bool anyId) {
-    return message[0] == type && message[1] == 0 &&
-           (anyId || wordAt(message + 4) == request.id) &&
+    return message[0] == type && message[1] == 0 && (anyId || wordAt(message + 4) == request.id) &&
            wordAt(message + 6) == request.sequence;
 }
 
@@ -125,8 +124,7 @@ EchoStatus echoErrorStatus(unsigned type, unsigned code) {
 }
 
 bool isDeliveryError(unsigned type) {
-    return type == TYPE_UNREACHABLE || type == TYPE_TIME_EXCEEDED ||
-           type == TYPE_PARAMETER_PROBLEM;
+    return type == TYPE_UNREACHABLE || type == TYPE_TIME_EXCEEDED || type == TYPE_PARAMETER_PROBLEM;
 }
 
 } // namespace fus::platform

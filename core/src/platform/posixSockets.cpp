@@ -33,7 +33,8 @@ int descriptor(Socket socket) {
     return static_cast<int>(socket);
 }
 
-template <typename Call> auto resumed(Call call) {
+template <typename Call>
+auto resumed(Call call) {
     auto result = call();
     while (result < 0 && errno == EINTR)
         result = call();
@@ -125,8 +126,7 @@ int getTimeoutOption(int fd, int option, void* value, int& length) {
     }
     if (getsockopt(fd, SOL_SOCKET, option, &time, &timeLength) != 0)
         return -1;
-    const auto milliseconds =
-        static_cast<std::uint32_t>(time.tv_sec * 1000 + time.tv_usec / 1000);
+    const auto milliseconds = static_cast<std::uint32_t>(time.tv_sec * 1000 + time.tv_usec / 1000);
     std::memcpy(value, &milliseconds, sizeof(milliseconds));
     length = sizeof(milliseconds);
     return 0;

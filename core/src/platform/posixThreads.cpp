@@ -130,6 +130,7 @@ struct SystemThread::Native {
     std::uint32_t id = 0;
     Gate gate = Gate::SUSPENDED;
     bool finished = false;
+    std::uint32_t exitCode = 0;
 
     static void* main(void* self);
     bool spawn(std::shared_ptr<Native> self, const pthread_attr_t& attributes);
@@ -142,8 +143,9 @@ struct SystemThread::Native {
         return gate == Gate::RESUMED;
     }
 
-    void finish() {
+    void finish(std::uint32_t result) {
         const std::lock_guard<std::mutex> lock(mutex);
+        exitCode = result;
         finished = true;
         changed.notify_all();
     }
@@ -159,11 +161,9 @@ void* SystemThread::Native::main(void* self) {
     const std::unique_ptr<std::shared_ptr<Native>> share(
         static_cast<std::shared_ptr<Native>*>(self));
     Native& native = **share;
-    std::uint32_t result = 0;
-    if (native.announceAndPassGate())
-        result = native.entry(native.argument);
-    native.finish();
-    return reinterpret_cast<void*>(static_cast<std::uintptr_t>(result));
+    const bool mayRun = native.announceAndPassGate();
+    native.finish(mayRun ? native.entry(native.argument) : 0);
+    return nullptr;
 }
 
 /// The application's signals are none of this thread's business: it takes over a full mask.
@@ -188,8 +188,8 @@ std::unique_ptr<SystemThread> SystemThread::create(ThreadEntry entry, void* argu
     if (pthread_attr_init(&attributes) != 0)
         return nullptr;
     const auto least = static_cast<std::size_t>(std::max(0L, sysconf(_SC_THREAD_STACK_MIN)));
-    bool created = stackSize == 0 ||
-                   pthread_attr_setstacksize(&attributes, std::max(stackSize, least)) == 0;
+    bool created =
+        stackSize == 0 || pthread_attr_setstacksize(&attributes, std::max(stackSize, least)) == 0;
     auto native = std::make_shared<Native>();
     native->entry = entry;
     native->argument = argument;
@@ -221,6 +221,11 @@ std::uint32_t SystemThread::id() const {
     return m_native->id;
 }
 
+std::uint32_t SystemThread::exitCode() const {
+    const std::lock_guard<std::mutex> lock(m_native->mutex);
+    return m_native->exitCode;
+}
+
 bool SystemThread::resume() {
     // kept alive: the thread may have ended, and closed its own handle, before this returns
     const std::shared_ptr<Native> native = m_native;
@@ -232,8 +237,8 @@ bool SystemThread::resume() {
 
 SystemThread::Wait SystemThread::wait(unsigned milliseconds) {
     std::unique_lock<std::mutex> lock(m_native->mutex);
-    const bool signalled = m_native->changed.wait_for(
-        lock, std::chrono::milliseconds(milliseconds), [this] { return m_native->finished; });
+    const bool signalled = m_native->changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                                      [this] { return m_native->finished; });
     return signalled ? Wait::SIGNALLED : Wait::TIMED_OUT;
 }
 
