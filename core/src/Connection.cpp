@@ -66,7 +66,7 @@ bool Connection::openLink(const char* host, unsigned short port, unsigned timeou
         FUS_LOG(ERROR, "Connection error: can not read generator configuration (INI).");
         return false;
     }
-    const auto reader = std::make_shared<Reader>(*this, m_upcalls, std::move(socket));
+    const auto reader = std::make_shared<Reader>(*this, m_upcalls, std::move(socket), timeoutMs);
     {
         const std::lock_guard<std::mutex> lock(m_readerMutex);
         m_reader = reader;

@@ -91,9 +91,11 @@ unsigned Connection::sendBoardCommand(unsigned hwid, unsigned address, unsigned 
     if (time > m_config.getTiming(TIME_MAX_BOARD_TIMEOUT)) {
         FUS_THROW_MSG(ERR_ARGUMENT, "Asynchronous board command is too long");
     }
-    FUS_LOG(INFO, "    SendBoardCommand(%s=%d, adr=%u, %s=0x%04X, time=%d ms, datasz=%d)",
-            hardwareName(hwid), static_cast<int>(hwid), address, boardCommandName(hwid, command),
-            static_cast<unsigned>(command), static_cast<int>(time), static_cast<int>(size));
+    const char* const board = hardwareName(hwid); // names log unknown ones at any level
+    const char* const name = boardCommandName(hwid, command);
+    FUS_LOG(INFO, "    SendBoardCommand(%s=%d, adr=%u, %s=0x%04X, time=%d ms, datasz=%d)", board,
+            static_cast<int>(hwid), address, name, static_cast<unsigned>(command),
+            static_cast<int>(time), static_cast<int>(size));
     NetPacket packet(COMMAND_HEAD + size);
     packet.seek(RESERVED_HEAD, 0);
     packet.write32(time);
@@ -112,8 +114,9 @@ unsigned Connection::sendBoardCommand(unsigned hwid, unsigned address, unsigned 
 
 unsigned long long Connection::readBoardParam(unsigned hwid, unsigned address,
                                               unsigned short param) {
+    const char* const name = boardParameterName(param); // logs an unknown one at any level
     FUS_LOG(INFO, "Read board parameter (%s #%d, %s/%d)", hardwareName(hwid),
-            static_cast<int>(address), boardParameterName(param), param);
+            static_cast<int>(address), name, param);
     requireBoardProtocol();
     requireActiveBoard(hwid, address);
     NetPacket request = littleEndian(2);
@@ -125,15 +128,15 @@ unsigned long long Connection::readBoardParam(unsigned hwid, unsigned address,
     }
     const std::uint64_t low = data.read32();
     const std::uint64_t value = low | static_cast<std::uint64_t>(data.read32()) << 32U;
-    FUS_LOG(INFO, "  %s/%d = %" PRIu64, boardParameterName(param), param, value);
+    FUS_LOG(INFO, "  %s/%d = %" PRIu64, name, param, value);
     return value;
 }
 
 void Connection::writeBoardParam(unsigned hwid, unsigned address, unsigned short param,
                                  unsigned long long value) {
+    const char* const name = boardParameterName(param); // logs an unknown one at any level
     FUS_LOG(INFO, "Write board parameter (%s #%d, %s/%d): %" PRIu64, hardwareName(hwid),
-            static_cast<int>(address), boardParameterName(param), param,
-            static_cast<std::uint64_t>(value));
+            static_cast<int>(address), name, param, static_cast<std::uint64_t>(value));
     requireBoardProtocol();
     requireActiveBoard(hwid, address);
     NetPacket request = littleEndian(12);

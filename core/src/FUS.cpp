@@ -50,19 +50,19 @@ const Record& boardRecord(const GeneratorConfig& config, unsigned hwid, unsigned
 } // namespace
 
 void FUS::init() {
-    int none = 0;
-    if (!g_initCounter.compare_exchange_strong(none, 1)) {
-        return;
+    if (!isInitialized()) {
+        getInstance();
     }
-    Log::getInstance();
-    Network::getInstance().init();
-    getInstance();
 }
 
+// Whoever comes first starts the library; the others wait until it stands.
 FUS& FUS::getInstance() {
-    if (!isInitialized()) {
-        init();
-    }
+    static const bool network = [] {
+        g_initCounter = 1;
+        Log::getInstance();
+        return Network::getInstance().init(); // without it a connect fails, and says so
+    }();
+    static_cast<void>(network);
     static FUS instance;
     return instance;
 }

@@ -6,6 +6,7 @@
 #include "fus/P_NetPacket.h"
 #include "fus/P_Upcalls.h"
 
+#include <algorithm>
 #include <exception>
 
 namespace fus {
@@ -43,9 +44,9 @@ std::unique_ptr<NetPacket> Connection::Reader::Payload::toPacket() {
 }
 
 Connection::Reader::Reader(Connection& connection, Upcalls& upcalls,
-                           std::unique_ptr<TCPClient> socket)
+                           std::unique_ptr<TCPClient> socket, unsigned receiveTimeoutMs)
     : Thread(false, 0), m_connection(connection), m_upcalls(upcalls), m_socket(std::move(socket)),
-      m_inboxCondition(&m_inboxMutex) {}
+      m_receiveTimeout(receiveTimeoutMs), m_inboxCondition(&m_inboxMutex) {}
 
 Connection::Reader::~Reader() { shutDown(); }
 
@@ -74,7 +75,30 @@ bool Connection::Reader::dataArrived() {
            !isStopRequested();
 }
 
+// Waits, without the socket mutex, until the next reads can be served: a generator that stops in
+// the middle of a packet must not hold up a stop on its way out. With `ready`, something is there
+// already. When the bytes don't come, the read that follows fails.
+void Connection::Reader::awaitBytes(std::size_t size, bool ready) {
+    const unsigned limit = m_receiveTimeout == 0 ? ~0U : m_receiveTimeout;
+    Timer silence;
+    while (m_socket->bufferedBytes() < size && !isStopRequested()) {
+        if (!ready && m_socket->waitReadable(std::min(SELECT_STEP, limit)) == 0) {
+            if (silence.elapsed() < limit) {
+                continue;
+            }
+            m_socket->setReceiveTimeout(1); // time is up: the system says so in its own words
+        }
+        ready = false;
+        MutexLocker lock(m_socketMutex);
+        if (!m_socket->readAhead(size)) {
+            return;
+        }
+        silence = Timer();
+    }
+}
+
 bool Connection::Reader::receivePacket() {
+    awaitBytes(PACKET_HEADER_SIZE, !m_socket->hasBufferedData());
     Header header;
     if (!readHeader(header)) {
         FUS_LOG(ERROR, "Reader: socket read error (header)");
@@ -109,9 +133,9 @@ bool Connection::Reader::readHeader(Header& header) {
         header.size = m_socket->read32();
         header.id = m_socket->read32();
         header.type = m_socket->read16();
-        FUS_LOG(VERBOSE, "    Reader: receive message (%s(0x%X), id=%u, size=%u)",
-                answerName(header.type), static_cast<unsigned>(header.type), header.id,
-                header.size);
+        const char* const name = answerName(header.type); // logs an unknown one at any level
+        FUS_LOG(VERBOSE, "    Reader: receive message (%s(0x%X), id=%u, size=%u)", name,
+                static_cast<unsigned>(header.type), header.id, header.size);
         return true;
     } catch (const FUSException&) {
         return false;
@@ -133,6 +157,7 @@ bool Connection::Reader::readPayload(const Header& header, Payload& payload) {
         return true;
     }
     payload.bytes.reset(new unsigned char[payload.size]);
+    awaitBytes(payload.size, false);
     MutexLocker lock(m_socketMutex);
     return m_socket->read(payload.bytes.get(), payload.size) == static_cast<int>(payload.size);
 }

@@ -58,9 +58,9 @@ unsigned Connection::Reader::sendCommand(unsigned short type, const void* payloa
 
 bool Connection::Reader::writePacket(unsigned id, unsigned short type, const void* payload,
                                      unsigned size) {
-    FUS_LOG(INFO, "    SendCommand (%s=0x%04X, id=%d, sz=%d)", commandName(type),
-            static_cast<unsigned>(type), static_cast<int>(id),
-            static_cast<int>(size + PACKET_HEADER_SIZE));
+    const char* const name = commandName(type); // logs an unknown one at any level
+    FUS_LOG(INFO, "    SendCommand (%s=0x%04X, id=%d, sz=%d)", name, static_cast<unsigned>(type),
+            static_cast<int>(id), static_cast<int>(size + PACKET_HEADER_SIZE));
     NetPacket header(PACKET_HEADER_SIZE);
     header.write32(size + PACKET_HEADER_SIZE);
     header.write32(id);

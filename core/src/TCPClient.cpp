@@ -240,6 +240,22 @@ int TCPClient::receiveSome(unsigned char* target, std::size_t wanted) {
     return takeBuffered(target, wanted);
 }
 
+bool TCPClient::readAhead(std::size_t wanted) {
+    if (!isConnected() || hasFlag(RECV_SHUT)) {
+        return false;
+    }
+    std::memmove(m_buffer.get(), m_buffer.get() + m_bufferBegin, bufferedBytes());
+    m_bufferEnd = bufferedBytes();
+    m_bufferBegin = 0;
+    const int count =
+        platform::receive(descriptor(), m_buffer.get() + m_bufferEnd, READ_AHEAD - m_bufferEnd);
+    if (count < 0) {
+        reportReceiveError(wanted - std::min(wanted, m_bufferEnd), wanted, m_buffer.get());
+    }
+    m_bufferEnd += static_cast<std::size_t>(std::max(count, 0));
+    return count > 0;
+}
+
 int TCPClient::takeBuffered(unsigned char* target, std::size_t wanted) {
     const std::size_t count = std::min(wanted, m_bufferEnd - m_bufferBegin);
     std::memcpy(target, m_buffer.get() + m_bufferBegin, count);

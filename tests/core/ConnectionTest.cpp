@@ -413,6 +413,32 @@ TEST_F(LostLink, OfAGeneratorThatNoLongerReadsFreesTheSenders) {
     done.open();
 }
 
+TEST_F(LostLink, InTheMiddleOfAPacketHoldsUpNoStop) {
+    connect();
+    const Bytes whole = packet(ANSWER_PARAM, 77, hex("01020304"));
+    for (const std::size_t cut : {3U, 12U}) {
+        const Bytes head(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(cut));
+        const Bytes tail(whole.begin() + static_cast<std::ptrdiff_t>(cut), whole.end());
+        peer.send(head).expect(CMD_SEND_HEARTBEAT).send(tail);
+        connection->sendCommand(CMD_SEND_HEARTBEAT, nullptr, 0);
+        EXPECT_TRUE(connection->readAnswer(77, ANSWER_PARAM, nullptr, LONG_TIMEOUT, nullptr));
+    }
+}
+
+TEST_F(LostLink, ComesWithAPacketThatDoesNotEnd) {
+    greet(peer, Generation::V2);
+    fus().registerListener(&listener);
+    ASSERT_TRUE(fus().connect(ScriptedPeer::HOST, peer.port(), 200)); // also bounds the silence
+    Latch done;
+    const LogCapture log(Log::ERROR);
+    peer.send(packet(ANSWER_PARAM, 77, hex("0102"))).send(hex("000000")).waitFor(done);
+    EXPECT_TRUE(waitForDisconnect(ConnectEvent::REASON_SOCKET_ERROR));
+    EXPECT_TRUE(log.hasPart("recv WSAerror="));
+    EXPECT_TRUE(log.has("Reader: socket read error (header)"));
+    peer.cut();
+    done.open();
+}
+
 // --- disconnecting -------------------------------------------------------------------------------
 
 TEST_F(LostLink, IsNotReportedForADisconnectOfOnesOwn) {

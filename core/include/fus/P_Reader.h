@@ -21,7 +21,10 @@ namespace fus {
 /// ends the thread: answers then only time out.
 class Connection::Reader final : public Thread {
 public:
-    Reader(Connection& connection, Upcalls& upcalls, std::unique_ptr<TCPClient> socket);
+    /// A packet that has begun goes on within `receiveTimeoutMs` of its last byte [ms], or the link
+    /// counts as lost; 0 is no limit.
+    Reader(Connection& connection, Upcalls& upcalls, std::unique_ptr<TCPClient> socket,
+           unsigned receiveTimeoutMs);
     ~Reader() override;
 
     /// Ends the thread and shuts the socket. Waits for the thread, wakes all who wait for an
@@ -65,6 +68,7 @@ private:
     // the thread
     bool dataArrived();
     bool receivePacket();
+    void awaitBytes(std::size_t size, bool ready);
     bool readHeader(Header& header);
     static void checkSize(const Header& header);
     bool readPayload(const Header& header, Payload& payload);
@@ -88,6 +92,7 @@ private:
     Connection& m_connection;
     Upcalls& m_upcalls;
     const std::unique_ptr<TCPClient> m_socket;
+    const unsigned m_receiveTimeout;
 
     // a whole send, each read of the reader
     Mutex m_socketMutex;

@@ -54,6 +54,12 @@ public:
     /// Whether the next read can be served, at least in part, without the system: then a wait for
     /// the socket would miss data that is here already. For the reading thread.
     bool hasBufferedData() const { return m_bufferBegin != m_bufferEnd; }
+    /// How much of the next reads can be served so. For the reading thread.
+    std::size_t bufferedBytes() const { return m_bufferEnd - m_bufferBegin; }
+    /// Fetches what has come, with one system call, so that `bufferedBytes` rises towards `wanted`
+    /// (below 64 KiB). Blocks only if nothing has come. False at the end of the stream, and after
+    /// an error, which is logged: the next read then fails. For the reading thread.
+    bool readAhead(std::size_t wanted);
     /// Waits for data, or for the end of the stream: 1 when a read won't block, 0 when the time
     /// has passed, -1 on failure. For the reading thread.
     int waitReadable(unsigned milliseconds) const;
