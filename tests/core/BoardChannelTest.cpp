@@ -118,7 +118,7 @@ TEST_F(BoardChannel, TellsEveryFaultOfAnAnswer) {
          answerFrame(10, 0, C, refusal(100, hex("00001513 00000000"))),
          "ERR_BOARD: Generic board error. Unavailable data.",
          "ReadBoardAnswer: error size (100) != remaining bytes (8)."},
-        {"a frame that is cut", 10, zeroes(13), "ERR_INDEX: Invalid index", nullptr},
+        {"a frame that is cut", 10, zeroes(12) + hex("0A"), "ERR_INDEX: Invalid index", nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
