@@ -23,7 +23,7 @@ endif()
 if(FUS_SANITIZE)
     string(REPLACE ";" "," FUS_SANITIZE_LIST "${FUS_SANITIZE}")
     target_compile_options(fus_options INTERFACE
-        -fsanitize=${FUS_SANITIZE_LIST} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+        -fsanitize=${FUS_SANITIZE_LIST} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(fus_options INTERFACE -fsanitize=${FUS_SANITIZE_LIST})
     # GCC 12 sees uninitialized members in its own <regex> when that is instrumented
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
