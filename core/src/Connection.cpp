@@ -45,8 +45,7 @@ bool Connection::connect(const char* host, unsigned short port, unsigned timeout
         close();
         throw;
     }
-    FUS_LOG(INFO,
-            "++++++++++++++++++++++++++++++ Connection done ++++++++++++++++++++++++++++++");
+    FUS_LOG(INFO, "++++++++++++++++++++++++++++++ Connection done ++++++++++++++++++++++++++++++");
     return true;
 }
 
@@ -155,7 +154,9 @@ unsigned Connection::totalReceived() const {
     return reader ? reader->totalReceived() : 0;
 }
 
-unsigned Connection::nextId() { return openReader()->nextId(); }
+unsigned Connection::nextId() {
+    return openReader()->nextId();
+}
 
 unsigned Connection::sendCommand(unsigned short type, const void* payload, unsigned size) {
     return openReader()->sendCommand(type, payload, size);

@@ -63,8 +63,8 @@ std::string readText(NetPacket& answer, unsigned size) {
     answer.setByteOrder(NetPacket::LITTLE);
     const std::uint32_t code = answer.read32();
     const std::uint32_t argument = size >= ERROR_ARGUMENT_END ? answer.read32() : 0;
-    const std::string text = size > ERROR_ARGUMENT_END ? readText(answer, answer.remaining())
-                                                       : std::string();
+    const std::string text =
+        size > ERROR_ARGUMENT_END ? readText(answer, answer.remaining()) : std::string();
     if (argument != 0) {
         FUS_LOG(ERROR, "ReadBoardAnswer: error code: 0x%08X, arg: %u, msg:'%s'", code, argument,
                 text.c_str());
@@ -103,8 +103,7 @@ void copyData(NetPacket& answer, NetPacket& data, unsigned size) {
 } // namespace
 
 unsigned Connection::readBoardAnswer(unsigned hwid, unsigned address, unsigned id,
-                                     unsigned short command, NetPacket& data,
-                                     unsigned timeoutMs) {
+                                     unsigned short command, NetPacket& data, unsigned timeoutMs) {
     std::unique_ptr<NetPacket> answer;
     if (!readAnswer(id, ANSWER_ANY, &answer, timeoutMs, nullptr)) {
         FUS_THROW(ERR_TIMEOUT);

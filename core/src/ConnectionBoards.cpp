@@ -22,8 +22,12 @@ constexpr unsigned RESERVED_HEAD = 12;    // zeroes that a command starts with
 constexpr unsigned STATUS_TIMEOUT = 5000; // [ms], whatever the default answer time-out is
 constexpr unsigned MAX_MEASURE_INDEX = 256;
 
-const char* boundName(bool upper) { return upper ? "UP" : "LO"; }
-const char* unitName(bool adcOnly) { return adcOnly ? "ADC" : "PHY"; }
+const char* boundName(bool upper) {
+    return upper ? "UP" : "LO";
+}
+const char* unitName(bool adcOnly) {
+    return adcOnly ? "ADC" : "PHY";
+}
 
 NetPacket littleEndian(unsigned size) {
     NetPacket packet(size);
@@ -166,8 +170,8 @@ unsigned Connection::readBoardThreshold(unsigned hwid, unsigned address, unsigne
 
 void Connection::setBoardThreshold(unsigned hwid, unsigned address, unsigned measure, bool upper,
                                    unsigned value) {
-    FUS_LOG(INFO, "Set board threshold(%s, %u, %u, %s) to %u", hardwareName(hwid), address,
-            measure, boundName(upper), value);
+    FUS_LOG(INFO, "Set board threshold(%s, %u, %u, %s) to %u", hardwareName(hwid), address, measure,
+            boundName(upper), value);
     requireBoardProtocol();
     requireActiveBoard(hwid, address);
     requireMeasureIndex(hwid, measure);
@@ -210,7 +214,8 @@ void Connection::readBoardMeasures(unsigned hwid, unsigned address, FloatArray& 
 
 // Calls visit(address, position) for the processor, or for every active amplifier in the order of
 // the rack; `position` counts what was visited.
-template <class Visit> void Connection::visitBoards(unsigned hwid, Visit visit) {
+template <class Visit>
+void Connection::visitBoards(unsigned hwid, Visit visit) {
     if (hwid == HWID_PROCESSOR) {
         visit(0U, std::size_t{0});
         return;

@@ -22,7 +22,8 @@ constexpr unsigned SELECT_STEP = 500; // [ms], bounds the time that a stop takes
 constexpr std::size_t INBOX_LIMIT = 16384;
 
 // Runs what an asynchronous packet asks for. No exception of it costs more than that packet.
-template <class Handler> bool contained(Handler handler) {
+template <class Handler>
+bool contained(Handler handler) {
     try {
         return handler();
     } catch (const FUSException&) {
@@ -37,7 +38,9 @@ template <class Handler> bool contained(Handler handler) {
 
 } // namespace
 
-std::uint32_t Connection::Reader::Header::payloadSize() const { return size - PACKET_HEADER_SIZE; }
+std::uint32_t Connection::Reader::Header::payloadSize() const {
+    return size - PACKET_HEADER_SIZE;
+}
 
 std::unique_ptr<NetPacket> Connection::Reader::Payload::toPacket() {
     return std::make_unique<NetPacket>(size, bytes.release(), true);
@@ -48,7 +51,9 @@ Connection::Reader::Reader(Connection& connection, Upcalls& upcalls,
     : Thread(false, 0), m_connection(connection), m_upcalls(upcalls), m_socket(std::move(socket)),
       m_receiveTimeout(receiveTimeoutMs), m_inboxCondition(&m_inboxMutex) {}
 
-Connection::Reader::~Reader() { shutDown(); }
+Connection::Reader::~Reader() {
+    shutDown();
+}
 
 void Connection::Reader::shutDown() {
     requestStop();

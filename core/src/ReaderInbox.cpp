@@ -135,9 +135,8 @@ bool Connection::Reader::awaitAnswer(unsigned id, unsigned short expectedType, u
     const unsigned limit = timeoutMs == TIMEOUT_DEFAULT ? g_defaultAnswerTimeout.load() : timeoutMs;
     while (!isStopRequested() && !m_closed) {
         if (takeAnswer(id, answer)) {
-            FUS_LOG(VERBOSE,
-                    "    ReadAnswer found (id=%u, type=%s(0x%X), size=%u, inbox after=%u)", id,
-                    answerName(answer.type), static_cast<unsigned>(answer.type),
+            FUS_LOG(VERBOSE, "    ReadAnswer found (id=%u, type=%s(0x%X), size=%u, inbox after=%u)",
+                    id, answerName(answer.type), static_cast<unsigned>(answer.type),
                     answer.payload.size, static_cast<unsigned>(m_inbox.size()));
             return true;
         }
@@ -183,7 +182,8 @@ void Connection::Reader::throwErrorInfo(Payload payload) const {
     }
     const std::unique_ptr<NetPacket> packet = payload.toPacket();
     const ErrorInfo info(*packet);
-    logAndThrow(FUSException(HardwareCode(info.code()), __FILE__, __LINE__, info.message().c_str()));
+    logAndThrow(
+        FUSException(HardwareCode(info.code()), __FILE__, __LINE__, info.message().c_str()));
 }
 
 bool Connection::Reader::checkAnswer(unsigned id, unsigned short expectedType) {

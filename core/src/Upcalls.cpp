@@ -18,6 +18,8 @@ Upcalls& upcalls() {
     return *facade;
 }
 
-void installUpcalls(Upcalls* facade) { g_facade = facade; }
+void installUpcalls(Upcalls* facade) {
+    g_facade = facade;
+}
 
 } // namespace fus

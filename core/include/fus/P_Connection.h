@@ -139,7 +139,8 @@ private:
     void requireActiveBoard(unsigned hwid, unsigned address) const;
     void requireMeasureIndex(unsigned hwid, unsigned measure) const;
     void requireMeasureList(unsigned hwid) const;
-    template <class Visit> void visitBoards(unsigned hwid, Visit visit);
+    template <class Visit>
+    void visitBoards(unsigned hwid, Visit visit);
     std::size_t boardsVisited(unsigned hwid) const;
     void resizeForBoards(unsigned hwid, FloatArray& values) const;
     const PrivateMeasure& measureAt(unsigned hwid, unsigned index) const;
