@@ -80,15 +80,20 @@ class BadRow(Exception):
 def read_focal_points(path):
     """The focal points of a CSV file; BadRow names the line of the first row that is wrong."""
     points = []
-    with open(path, newline="", encoding="utf-8") as file:
+    with open(path, newline="", encoding="utf-8-sig") as file:
         rows = csv.reader(file)
-        for row in rows:
-            text = ",".join(row).strip()
-            if not text or text.startswith("#"):
-                continue
-            if not points and [cell.strip() for cell in row[:3]] == ["x", "y", "z"]:
-                continue
-            points.append(focal_point(row, "%s, line %d" % (path, rows.line_num)))
+        try:
+            for row in rows:
+                text = ",".join(row).strip()
+                if not text or text.startswith("#"):
+                    continue
+                if not points and [cell.strip() for cell in row[:3]] == ["x", "y", "z"]:
+                    continue
+                points.append(focal_point(row, "%s, line %d" % (path, rows.line_num)))
+        except csv.Error as error:
+            raise BadRow("%s, line %d: %s" % (path, rows.line_num, error))
+        except UnicodeDecodeError as error:
+            raise BadRow("%s: the file is no UTF-8 text: %s" % (path, error))
     if not points:
         raise BadRow("%s: there is no focal point in it" % path)
     return points
@@ -96,8 +101,8 @@ def read_focal_points(path):
 
 def focal_point(row, place):
     if len(row) != len(FocalPoint._fields):
-        raise BadRow("%s: %d values, but a focal point has %d: x, y, z, duration, amplitude"
-                     % (place, len(row), len(FocalPoint._fields)))
+        raise BadRow("%s: a focal point has %d values (x, y, z, duration, amplitude), and not %d"
+                     % (place, len(FocalPoint._fields), len(row)))
     values = []
     for name, cell in zip(("x", "y", "z", "duration", "amplitude"), row):
         try:
@@ -271,10 +276,10 @@ def parse_arguments():
     options = parser.parse_args()
     if not 1 <= options.port <= 65535:
         parser.error("the port must be 1 to 65535")
-    if not 1.0 <= options.frequency <= 4.0e9 or not options.speed > 0.0:
-        parser.error("frequency and speed of sound must be above 0")
-    if options.executions < 1 or not 0.0 <= options.pause <= 4.0e6:
-        parser.error("at least one execution, and a pause of 0 ms or more")
+    if not 1.0 <= options.frequency <= 4.0e9 or not 1.0 <= options.speed <= 1.0e5:
+        parser.error("the frequency must be 1 to 4e9 hertz, the speed of sound 1 to 1e5 m/s")
+    if not 1 <= options.executions < 1 << 32 or not 0.0 <= options.pause <= 4.0e6:
+        parser.error("at least one execution, and a pause of 0 to 4e6 ms")
     return options
 
 
@@ -282,7 +287,7 @@ def main():
     options = parse_arguments()
     try:
         points = read_focal_points(options.points)
-    except (OSError, UnicodeDecodeError, csv.Error, BadRow) as error:
+    except (OSError, BadRow) as error:
         print("The focal points can't be read: %s" % error, file=sys.stderr)
         return 2
 

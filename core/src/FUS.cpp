@@ -238,4 +238,6 @@ bool FUSAccess::waitForListeners(FUS& fus, unsigned timeoutMs) {
     return !sender || sender->waitIdle(timeoutMs);
 }
 
+void FUSAccess::abandonEventSender(FUS& fus) { fus.m_private->abandonEventSender(); }
+
 } // namespace fus

@@ -67,6 +67,18 @@ void FUS::Private::stopEventSender() {
     }
 }
 
+void FUS::Private::abandonEventSender() {
+    auto abandoned = std::make_unique<std::shared_ptr<EventSender>>();
+    {
+        const std::lock_guard<std::mutex> lock(m_linkMutex);
+        *abandoned = std::move(m_eventSender ? m_eventSender : m_endingSender);
+    }
+    if (*abandoned) {
+        (*abandoned)->requestStop();
+    }
+    static_cast<void>(abandoned.release()); // never freed: the thread is still inside
+}
+
 void FUS::Private::clearListeners() {
     if (const auto sender = eventSender()) {
         sender->clearListeners();

@@ -97,16 +97,25 @@ std::size_t formatSimple(Room room, const char* format, va_list arguments) {
     return room.finish();
 }
 
+/// What printf refuses to format, for example for a stray '%' at its end: the text as it stands, but
+/// for "%%".
+std::size_t copyRefused(Room room, const char* format) {
+    for (; *format != '\0'; ++format) {
+        room.put(format, 1);
+        if (format[0] == '%' && format[1] == '%')
+            ++format;
+    }
+    return room.finish();
+}
+
 } // namespace
 
 std::size_t formatMessage(char* out, std::size_t room, const char* format, va_list arguments) {
     if (isSimple(format))
         return formatSimple(Room(out, room), format, arguments);
     const int length = std::vsnprintf(out, room, format, arguments);
-    if (length < 0) {
-        *out = '\0';
-        return 0;
-    }
+    if (length < 0)
+        return copyRefused(Room(out, room), format);
     return std::min(static_cast<std::size_t>(length), room - 1);
 }
 

@@ -137,8 +137,8 @@ void defineException(py::module_& module) {
     body["errMessage"] = py::bytes();
     body["errLine"] = 0;
     body["errFile"] = py::bytes();
-    const auto executed = py::reinterpret_steal<py::object>(PyRun_StringFlags(
-        EXCEPTION_SOURCE, Py_file_input, body.ptr(), body.ptr(), nullptr));
+    const auto executed = py::reinterpret_steal<py::object>(
+        PyRun_StringFlags(EXCEPTION_SOURCE, Py_file_input, body.ptr(), body.ptr(), nullptr));
     if (!executed) {
         throw py::error_already_set();
     }

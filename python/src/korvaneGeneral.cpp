@@ -27,9 +27,8 @@ struct Row {
 };
 
 constexpr Row LOG_LEVELS[] = {
-    {fus::Log::DEBUG, "DEBUG"}, {fus::Log::VERBOSE, "VERBOSE"},
-    {fus::Log::INFO, "INFO"},   {fus::Log::ERROR, "ERROR"},
-    {fus::Log::EXCEPTION, "EXCEPTION"}, {fus::Log::NONE, "NONE"},
+    {fus::Log::DEBUG, "DEBUG"}, {fus::Log::VERBOSE, "VERBOSE"},     {fus::Log::INFO, "INFO"},
+    {fus::Log::ERROR, "ERROR"}, {fus::Log::EXCEPTION, "EXCEPTION"}, {fus::Log::NONE, "NONE"},
 };
 
 constexpr const char* LOG_LEVEL_DOCS[] = {
@@ -52,12 +51,8 @@ constexpr const char* GEN_TYPE_DOCS[] = {
     "Sure to be connected to a simulator (software).",
 };
 
-constexpr const char* UNIT_DOCS[] = {"Undefined or not yet initialized.",
-                                     "Volt",
-                                     "Ampere",
-                                     "Watt",
-                                     "Radian",
-                                     "Degree Celsius"};
+constexpr const char* UNIT_DOCS[] = {
+    "Undefined or not yet initialized.", "Volt", "Ampere", "Watt", "Radian", "Degree Celsius"};
 
 /// Where the configuration of the back panel is kept.
 enum class BackPanelStorage : int { RAM = 0, FLASH = 1, BOTH = 2 };
@@ -115,8 +110,8 @@ void defineEnums(py::module_& module) {
         RESIZE_EXISTING, RESIZE_EXISTING_DOCS);
     defineEnum<Mask1D::ResizeExtraParam>(
         module, "MaskResizeExtra",
-        "Possible values for the 'extra' parameter of :func:`ChannelMask.resize()`.",
-        RESIZE_EXTRA, RESIZE_EXTRA_DOCS);
+        "Possible values for the 'extra' parameter of :func:`ChannelMask.resize()`.", RESIZE_EXTRA,
+        RESIZE_EXTRA_DOCS);
 }
 
 // --- values --------------------------------------------------------------------------------------
@@ -134,13 +129,12 @@ void defineVersion(py::module_& module) {
              py::arg("v3"), py::arg("v4"), "Creates a version object (v1.v2.v3.v4).")
         .def(py::init([](const std::string& text) { return Version(text.c_str()); }),
              py::arg("text"), "Creates a version object from a string")
-        .def("setFromString",
-             [](Version& self, const std::string& text) {
-                 return self.setFromString(text.c_str());
-             },
-             py::arg("text"),
-             "Sets the value from a string.\n\n:param text: for example '1.2.3.4' or 'UPB_1.2.3'."
-             "\n:return: False if the string is no version, nothing is changed then.")
+        .def(
+            "setFromString",
+            [](Version& self, const std::string& text) { return self.setFromString(text.c_str()); },
+            py::arg("text"),
+            "Sets the value from a string.\n\n:param text: for example '1.2.3.4' or 'UPB_1.2.3'."
+            "\n:return: False if the string is no version, nothing is changed then.")
         .def("clear", &Version::clear, "Sets the value to 0.0.0.0.")
         .def(py::self == py::self)
         .def(py::self < py::self)
@@ -179,14 +173,15 @@ void defineMask(py::module_& module) {
              "\n:return: True if the common range is the same and the rest is only 0s.")
         .def("set", &Mask1D::set, py::arg("index"), py::arg("value"),
              "Changes the state of a channel.\n\n:raises IndexError: if there is no such channel.")
-        .def("setFromString",
-             [](Mask1D& self, const std::string& string, std::size_t length) {
-                 self.setFromString(string.c_str(), length);
-             },
-             py::arg("string"), py::arg("length"),
-             "Changes size and content from a string.\n\n:param string: the characters '0' and '1' "
-             "are the channels, all others are skipped.\n:param length: number of characters to "
-             "read, 0 for all.")
+        .def(
+            "setFromString",
+            [](Mask1D& self, const std::string& string, std::size_t length) {
+                self.setFromString(string.c_str(), length);
+            },
+            py::arg("string"), py::arg("length"),
+            "Changes size and content from a string.\n\n:param string: the characters '0' and '1' "
+            "are the channels, all others are skipped.\n:param length: number of characters to "
+            "read, 0 for all.")
         .def("setAll", &Mask1D::setAll, py::arg("value"), "Changes the state of all channels.")
         .def("activeCount", &Mask1D::activeCount, "Returns the number of enabled channels.")
         .def("__getitem__", &Mask1D::get, py::arg("index"),
@@ -197,7 +192,7 @@ void defineMask(py::module_& module) {
 
 // --- boards --------------------------------------------------------------------------------------
 
-#define KORVANE_MEASURE_WARNING                                                                \
+#define KORVANE_MEASURE_WARNING                                                                  \
     "\n\n.. warning:: The returned Measure object becomes invalid as soon as the connection is " \
     "closed. Using it afterwards will lead to crashes."
 
@@ -205,8 +200,9 @@ void defineMeasure(py::module_& module) {
     using fus::Measure;
     py::class_<Measure>(module, "Measure",
                         "Information about one type of measure performed by the generator.")
-        .def("name", [](const Measure& self) { return toStr(self.name()); },
-             "Returns the name of this measure (unique identifier), usually a 3 letters symbol.")
+        .def(
+            "name", [](const Measure& self) { return toStr(self.name()); },
+            "Returns the name of this measure (unique identifier), usually a 3 letters symbol.")
         .def("size", &Measure::size, "Returns the size of one value, bytes.")
         .def("minADCValue", &Measure::minADCValue, "Returns the smallest ADC value.")
         .def("maxADCValue", &Measure::maxADCValue, "Returns the greatest ADC value.")
@@ -217,10 +213,12 @@ void defineMeasure(py::module_& module) {
              "Returns the default upper threshold of the board, an ADC integer.\n\nThis value is "
              "only available for board (BO) measures, and will return 0 for channel (CH) measures.")
         .def("unit", &Measure::unit, "Returns the unit.\n\n:return: a :class:`KORVANE.Unit`.")
-        .def("unitSymbol", [](const Measure& self) { return toStr(self.unitSymbol()); },
-             "Returns the symbol of the unit, for example 'A' for UNIT_AMPERE.")
-        .def("unitName", [](const Measure& self) { return toStr(self.unitName()); },
-             "Returns the name of the unit, for example 'Ampere' for UNIT_AMPERE.")
+        .def(
+            "unitSymbol", [](const Measure& self) { return toStr(self.unitSymbol()); },
+            "Returns the symbol of the unit, for example 'A' for UNIT_AMPERE.")
+        .def(
+            "unitName", [](const Measure& self) { return toStr(self.unitName()); },
+            "Returns the name of the unit, for example 'Ampere' for UNIT_AMPERE.")
         .def("physicalFromADC", &Measure::physicalFromADC, py::arg("adcValue"),
              "Converts an ADC value into physical unit.")
         .def("physicalToADC", &Measure::physicalToADC, py::arg("phyValue"),
@@ -230,18 +228,19 @@ void defineMeasure(py::module_& module) {
 // The docstrings of the two versions are swapped, and stay so.
 void defineBoard(py::module_& module) {
     using fus::Board;
-    py::class_<Board>(
-        module, "Board",
-        "Abstract class that contains all common attributes of a generator board.")
+    py::class_<Board>(module, "Board",
+                      "Abstract class that contains all common attributes of a generator board.")
         .def("firmwareVersion", &Board::firmwareVersion, "Returns the hardware version")
         .def("hardwareVersion", &Board::hardwareVersion, "Returns the firmware version")
         .def("uniqueID", &Board::uniqueID, "Returns the unique identifier of the board.")
         .def("CRC", &Board::CRC, "Returns the 32-bits integer CRC of the firmware binary.")
-        .def("buildTime", [](const Board& self) { return toStr(self.buildTime()); },
-             "Returns the build time of the firmware.")
-        .def("revisionHash", [](const Board& self) { return toStr(self.revisionHash()); },
-             "Returns the revision of the firmware, its format depends on the VCS used (usually "
-             "git).")
+        .def(
+            "buildTime", [](const Board& self) { return toStr(self.buildTime()); },
+            "Returns the build time of the firmware.")
+        .def(
+            "revisionHash", [](const Board& self) { return toStr(self.revisionHash()); },
+            "Returns the revision of the firmware, its format depends on the VCS used (usually "
+            "git).")
         .def("boardType", &Board::boardType,
              "Returns the type of the board.\n\n:return: a :class:`KORVANE.BoardType`.")
         .def("address", &Board::address,
@@ -259,8 +258,7 @@ void defineBoard(py::module_& module) {
 
 void defineBoardKinds(py::module_& module) {
     using namespace fus;
-    py::class_<BoardUPB, Board>(module, "BoardUPB",
-                                "Description of a UPB (micro-processor) board.")
+    py::class_<BoardUPB, Board>(module, "BoardUPB", "Description of a UPB (micro-processor) board.")
         .def("bufferCount", &BoardUPB::bufferCount, "Returns the number of trajectory buffers.")
         .def("bufferMaxSize", &BoardUPB::bufferMaxSize,
              "Maximum size (in terms of Shots) of a trajectory.")

@@ -147,10 +147,9 @@ void defineEnums(py::module_& module) {
         module, "ElecMechMode",
         "Mechanical trajectory execution mode when used with an electronic one.", MECH_EXEC_MODES,
         ELEC_MECH_MODE_DOCS);
-    defineEnum<TriggerMode>(
-        module, "TriggerMode",
-        "Electronic trajectory execution can be started on external signal.", TRIGGER_MODES,
-        TRIGGER_MODE_DOCS);
+    defineEnum<TriggerMode>(module, "TriggerMode",
+                            "Electronic trajectory execution can be started on external signal.",
+                            TRIGGER_MODES, TRIGGER_MODE_DOCS);
     py::enum_<ExecFlag> flags(module, "ExecFlag", py::arithmetic(),
                               "Trajectory execution flags (used in "
                               ":func:`Generator.sendTrajectory()`).");
@@ -161,9 +160,8 @@ void defineEnums(py::module_& module) {
     defineEnum<AmplifierType>(module, "AmplifierType",
                               "Types of amplifier boards (based on the measures they provide).",
                               AMPLIFIER_TYPES, AMPLIFIER_TYPE_DOCS);
-    defineEnum<fus::ExecResult::Status>(module, "ExecStatus",
-                                        "Trajectory execution result status", EXEC_STATUSES,
-                                        EXEC_STATUS_DOCS);
+    defineEnum<fus::ExecResult::Status>(module, "ExecStatus", "Trajectory execution result status",
+                                        EXEC_STATUSES, EXEC_STATUS_DOCS);
     defineEnum<BoardStatus>(module, "BoardStatus",
                             "Enumeration of board status, as reported by "
                             ":func:`Generator.getBoardStatus()`.",
@@ -290,10 +288,10 @@ py::list toList(const fus::FloatArray& values) {
     return list;
 }
 
-#define KORVANE_BOARD_ARGUMENTS                                                              \
+#define KORVANE_BOARD_ARGUMENTS                                                             \
     ":param boardType: a :class:`KORVANE.BoardType`.\n:param boardAddress: address of the " \
     "board.\n"
-#define KORVANE_BOARD_ERRORS                                                                 \
+#define KORVANE_BOARD_ERRORS                                                                    \
     "\n:raises FUSException: ERR_PROTOCOL with protocol v<3, ERR_ARGUMENT if there is no such " \
     "board, ERR_TIMEOUT if it does not answer, other codes if it refuses."
 
@@ -307,16 +305,17 @@ void defineBoards(GeneratorClass& gen) {
              "Writes a parameter of a board.\n\n" KORVANE_BOARD_ARGUMENTS
              ":param param: number of the parameter.\n:param value: its new "
              "value." KORVANE_BOARD_ERRORS)
-        .def("readBoardMeasures",
-             [](Generator& self, BoardType boardType, unsigned boardAddress, bool ADConly) {
-                 fus::FloatArray values;
-                 self.readBoardMeasures(boardType, boardAddress, values, ADConly);
-                 return toList(values);
-             },
-             py::arg("boardType"), py::arg("boardAddress"), py::arg("ADConly"),
-             "Reads all measures of a board.\n\n" KORVANE_BOARD_ARGUMENTS
-             ":param ADConly: True to get raw ADC values, False to convert them using the "
-             "corresponding polynomial.\n:return: a list of floats." KORVANE_BOARD_ERRORS)
+        .def(
+            "readBoardMeasures",
+            [](Generator& self, BoardType boardType, unsigned boardAddress, bool ADConly) {
+                fus::FloatArray values;
+                self.readBoardMeasures(boardType, boardAddress, values, ADConly);
+                return toList(values);
+            },
+            py::arg("boardType"), py::arg("boardAddress"), py::arg("ADConly"),
+            "Reads all measures of a board.\n\n" KORVANE_BOARD_ARGUMENTS
+            ":param ADConly: True to get raw ADC values, False to convert them using the "
+            "corresponding polynomial.\n:return: a list of floats." KORVANE_BOARD_ERRORS)
         .def("readBoardThreshold", &Generator::readBoardThreshold, py::arg("boardType"),
              py::arg("boardAddress"), py::arg("measureIndex"), py::arg("upper"),
              "Reads a threshold of a board measure.\n\n" KORVANE_BOARD_ARGUMENTS

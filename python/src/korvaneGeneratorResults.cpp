@@ -12,11 +12,11 @@ using fus::ShotResult;
 
 namespace {
 
-#define KORVANE_CHANNEL_ARGUMENTS                                                             \
+#define KORVANE_CHANNEL_ARGUMENTS                                                                \
     "\n\n:param channel: index of the channel.\n:param measure: index of the measure.\n:raises " \
     "IndexError: if an index is out of range."
-#define KORVANE_BOARD_ARGUMENTS                                                               \
-    "\n\n:param board: index of the amplifier board.\n:param measure: index of the "          \
+#define KORVANE_BOARD_ARGUMENTS                                                      \
+    "\n\n:param board: index of the amplifier board.\n:param measure: index of the " \
     "measure.\n:raises IndexError: if an index is out of range."
 #define KORVANE_NO_DATA "\n:raises FUSException: ERR_NOT_AVAILABLE if there are no measures."
 
@@ -69,17 +69,17 @@ void defineShotResult(py::module_& module) {
 
 void defineExecResult(py::module_& module) {
     py::class_<ExecResult>(module, "ExecResult", "Results of an electronic trajectory execution.")
-        .def("id", &ExecResult::id,
-             "Returns the identifier that executeTrajectory() has returned.")
+        .def("id", &ExecResult::id, "Returns the identifier that executeTrajectory() has returned.")
         .def("index", &ExecResult::index, "Returns the index of the execution (starts at 0).")
         .def("status", &ExecResult::status,
              "Returns the status.\n\n:return: a :class:`KORVANE.ExecStatus`.")
-        .def("statusName", [](const ExecResult& self) { return toStr(self.statusName()); },
-             "Returns the name of the status.")
-        .def("remaining", &ExecResult::remaining,
-             "Returns the number of executions still to come.")
-        .def("errorMessage", [](const ExecResult& self) { return toStr(self.errorMessage()); },
-             "Returns the error message of the generator, empty if there is none.")
+        .def(
+            "statusName", [](const ExecResult& self) { return toStr(self.statusName()); },
+            "Returns the name of the status.")
+        .def("remaining", &ExecResult::remaining, "Returns the number of executions still to come.")
+        .def(
+            "errorMessage", [](const ExecResult& self) { return toStr(self.errorMessage()); },
+            "Returns the error message of the generator, empty if there is none.")
         .def("isFinished", &ExecResult::isFinished,
              "Tells if no more executions follow, because of success or not.")
         .def("isError", &ExecResult::isError,

@@ -20,24 +20,42 @@ namespace {
 
 // --- lists ---------------------------------------------------------------------------------------
 
-[[noreturn]] void throwOutOfRange(const char* subject, std::size_t index, PyObject* item) {
-    const auto value = py::reinterpret_steal<py::object>(PyObject_Str(item));
-    const std::string text = value ? py::cast<std::string>(value) : std::string("?");
+[[noreturn]] void throwOutOfRange(const char* subject, std::size_t index, PyObject* number) {
+    // one of thousands of digits has no decimal text on later interpreters
+    const auto value = py::reinterpret_steal<py::object>(PyObject_Str(number));
+    const char* const text = value ? PyUnicode_AsUTF8(value.ptr()) : nullptr;
+    if (text == nullptr) {
+        PyErr_Clear();
+    }
     FUS_THROW_MSG(ERR_ARGUMENT, std::string(subject) + " value out of range at index " +
-                                    std::to_string(index) + " (" + text + ").");
+                                    std::to_string(index) + " (" + (text != nullptr ? text : "?") +
+                                    ").");
 }
 
-// An integer, or whatever says that it stands for one. -1 stands for all that doesn't fit.
-long long toInteger(PyObject* item) {
+// -1 stands for all that doesn't fit.
+long long valueOf(PyObject* number) {
     int overflow = 0;
-    if (PyLong_Check(item)) {
-        return PyLong_AsLongLongAndOverflow(item, &overflow); // -1 when it overflows
-    }
-    const auto number = py::reinterpret_steal<py::object>(PyNumber_Index(item));
+    return PyLong_AsLongLongAndOverflow(number, &overflow);
+}
+
+// An element that only says that it stands for an integer. Its own code runs here, and may even
+// take it out of the list.
+py::object askForInteger(PyObject* item) {
+    const auto kept = py::reinterpret_borrow<py::object>(item);
+    auto number = py::reinterpret_steal<py::object>(PyNumber_Index(item));
     if (!number) {
         throw py::error_already_set();
     }
-    return PyLong_AsLongLongAndOverflow(number.ptr(), &overflow);
+    return number;
+}
+
+template <class Value>
+Value checkedValue(PyObject* number, std::size_t index, const char* subject) {
+    const long long value = valueOf(number);
+    if (value < 0 || value > std::numeric_limits<Value>::max()) {
+        throwOutOfRange(subject, index, number);
+    }
+    return static_cast<Value>(value);
 }
 
 template <class Value>
@@ -58,31 +76,31 @@ std::vector<Value> toArray(const py::list& list, unsigned room, const char* subj
         if (item == nullptr) { // an element's own code has made the list shorter
             throw py::error_already_set();
         }
-        const long long value = toInteger(item);
-        if (value < 0 || value > std::numeric_limits<Value>::max()) {
-            throwOutOfRange(subject, i, item);
+        if (PyLong_Check(item)) {
+            values[i] = checkedValue<Value>(item, i, subject);
+        } else {
+            values[i] = checkedValue<Value>(askForInteger(item).ptr(), i, subject);
         }
-        values[i] = static_cast<Value>(value);
     }
     return values;
 }
 
-template <class Get> py::list toList(unsigned count, Get get) {
+template <class Get>
+py::list toList(unsigned count, Get get) {
     py::list list(count);
     for (unsigned i = 0; i < count; ++i) {
-        PyList_SET_ITEM(list.ptr(), static_cast<Py_ssize_t>(i),
-                        PyLong_FromUnsignedLong(get(i)));
+        PyList_SET_ITEM(list.ptr(), static_cast<Py_ssize_t>(i), PyLong_FromUnsignedLong(get(i)));
     }
     return list;
 }
 
 using PhaseShotClass = py::class_<PyPhaseShot>;
 
-#define KORVANE_LIST_RULES                                                                 \
-    "\n\n:param values: a list of ints for all items, or the first ones at least.\n:raises " \
-    "FUSException: ERR_ARGUMENT if the list is empty or a value out of range.\n:raises "     \
+#define KORVANE_LIST_RULES                                                               \
+    "\n\n:param values: a list of ints, of the size of the array at most.\n:raises "     \
+    "FUSException: ERR_ARGUMENT if the list is empty or a value out of range.\n:raises " \
     "IndexError: if there are too many items in the list."
-#define KORVANE_RESIZE \
+#define KORVANE_RESIZE                                                                         \
     "\n\n:param size: new size.\n:param preserve: True to keep the present values, as far as " \
     "they fit; all others are 0."
 #define KORVANE_BAD_INDEX "\n:raises IndexError: if the index is out of range."
@@ -98,19 +116,21 @@ void definePhases(PhaseShotClass& shot) {
              "Changes a phase.\n\n:param index: index of the phase.\n:param value: in the range "
              "[0..255], it represents phase shifts as angle in [0..359] "
              "degrees." KORVANE_BAD_INDEX)
-        .def("getPhases",
-             [](const PyPhaseShot& self) {
-                 return toList(self.phaseCount(), [&](unsigned i) { return self.phase(i); });
-             },
-             "Returns all phases.\n\n:return: a list of ints in the range [0..255].")
-        .def("setPhases",
-             [](PyPhaseShot& self, const py::list& values) {
-                 auto phases = toArray<unsigned char>(values, self.phaseCount(), "Phase");
-                 self.setPhases(phases.data(), static_cast<unsigned>(phases.size()));
-             },
-             py::arg("values"),
-             "Changes all phases, in the range [0..255], it represents phase shifts as angle in "
-             "[0..359] degrees. Or the first ones at least." KORVANE_LIST_RULES);
+        .def(
+            "getPhases",
+            [](const PyPhaseShot& self) {
+                return toList(self.phaseCount(), [&](unsigned i) { return self.phase(i); });
+            },
+            "Returns all phases.\n\n:return: a list of ints in the range [0..255].")
+        .def(
+            "setPhases",
+            [](PyPhaseShot& self, const py::list& values) {
+                auto phases = toArray<unsigned char>(values, self.phaseCount(), "Phase");
+                self.setPhases(phases.data(), static_cast<unsigned>(phases.size()));
+            },
+            py::arg("values"),
+            "Changes all phases, in the range [0..255], it represents phase shifts as angle in "
+            "[0..359] degrees. Or the first ones at least." KORVANE_LIST_RULES);
 }
 
 void defineFrequencies(PhaseShotClass& shot) {
@@ -122,19 +142,20 @@ void defineFrequencies(PhaseShotClass& shot) {
         .def("setFrequency", &PyPhaseShot::setFrequency, py::arg("index"), py::arg("value"),
              "Changes a frequency.\n\n:param index: index of the frequency.\n:param value: in "
              "Hertz." KORVANE_BAD_INDEX)
-        .def("getFrequencies",
-             [](const PyPhaseShot& self) {
-                 return toList(self.frequencyCount(),
-                               [&](unsigned i) { return self.frequency(i); });
-             },
-             "Returns all frequencies.\n\n:return: a list of ints, in Hertz.")
-        .def("setFrequencies",
-             [](PyPhaseShot& self, const py::list& values) {
-                 auto hertz = toArray<std::uint32_t>(values, self.frequencyCount(), "Frequency");
-                 self.setFrequencies(hertz.data(), static_cast<unsigned>(hertz.size()));
-             },
-             py::arg("values"),
-             "Changes all frequencies, in Hertz. Or the first ones at least." KORVANE_LIST_RULES);
+        .def(
+            "getFrequencies",
+            [](const PyPhaseShot& self) {
+                return toList(self.frequencyCount(), [&](unsigned i) { return self.frequency(i); });
+            },
+            "Returns all frequencies.\n\n:return: a list of ints, in Hertz.")
+        .def(
+            "setFrequencies",
+            [](PyPhaseShot& self, const py::list& values) {
+                auto hertz = toArray<std::uint32_t>(values, self.frequencyCount(), "Frequency");
+                self.setFrequencies(hertz.data(), static_cast<unsigned>(hertz.size()));
+            },
+            py::arg("values"),
+            "Changes all frequencies, in Hertz. Or the first ones at least." KORVANE_LIST_RULES);
 }
 
 void defineAmplitudes(PhaseShotClass& shot) {
@@ -147,28 +168,28 @@ void defineAmplitudes(PhaseShotClass& shot) {
         .def("setAmplitude", &PyPhaseShot::setAmplitude, py::arg("index"), py::arg("value"),
              "Changes an amplitude.\n\n:param index: index of the amplitude.\n:param value: in the "
              "range [0..255] of the maximum." KORVANE_BAD_INDEX)
-        .def("getAmplitudes",
-             [](const PyPhaseShot& self) {
-                 return toList(self.amplitudeCount(),
-                               [&](unsigned i) { return self.amplitude(i); });
-             },
-             "Returns all amplitudes.\n\n:return: a list of ints in the range [0..255] of the "
-             "maximum.")
-        .def("setAmplitudes",
-             [](PyPhaseShot& self, const py::list& values) {
-                 auto levels = toArray<unsigned char>(values, self.amplitudeCount(), "Amplitude");
-                 self.setAmplitudes(levels.data(), static_cast<unsigned>(levels.size()));
-             },
-             py::arg("values"),
-             "Changes all amplitudes, in the range [0..255] of the maximum. Or the first ones at "
-             "least." KORVANE_LIST_RULES);
+        .def(
+            "getAmplitudes",
+            [](const PyPhaseShot& self) {
+                return toList(self.amplitudeCount(), [&](unsigned i) { return self.amplitude(i); });
+            },
+            "Returns all amplitudes.\n\n:return: a list of ints in the range [0..255] of the "
+            "maximum.")
+        .def(
+            "setAmplitudes",
+            [](PyPhaseShot& self, const py::list& values) {
+                auto levels = toArray<unsigned char>(values, self.amplitudeCount(), "Amplitude");
+                self.setAmplitudes(levels.data(), static_cast<unsigned>(levels.size()));
+            },
+            py::arg("values"),
+            "Changes all amplitudes, in the range [0..255] of the maximum. Or the first ones at "
+            "least." KORVANE_LIST_RULES);
 }
 
 } // namespace
 
 void definePhaseShot(py::module_& module) {
-    PhaseShotClass shot(module, "PhaseShot",
-                        "Item of an :class:`KORVANE.ElectronicTrajectory`.");
+    PhaseShotClass shot(module, "PhaseShot", "Item of an :class:`KORVANE.ElectronicTrajectory`.");
     shot.def(py::init<>(), "Base constructor (all arrays empty).")
         .def(py::init<const PyPhaseShot&>(), py::arg("shot"), "Copy constructor")
         .def(py::init<unsigned, unsigned, unsigned>(), py::arg("nbPhases"),
@@ -179,13 +200,13 @@ void definePhaseShot(py::module_& module) {
         .def("delay", &PyPhaseShot::delay, "Returns the delay after shooting, microseconds.")
         .def("totalDuration", &PyPhaseShot::totalDuration,
              "Returns the sum of duration and delay, microseconds.")
-        .def("setDuration", &PyPhaseShot::setDuration, py::arg("duration_us"),
-             py::arg("delay_us"),
+        .def("setDuration", &PyPhaseShot::setDuration, py::arg("duration_us"), py::arg("delay_us"),
              "Changes the timings of the shot.\n\n:param duration_us: shooting duration, "
              "microseconds.\n:param delay_us: delay after shooting, microseconds.")
-        .def("__eq__",
-             [](const PyPhaseShot& self, const PyPhaseShot& other) { return self == other; },
-             py::is_operator());
+        .def(
+            "__eq__",
+            [](const PyPhaseShot& self, const PyPhaseShot& other) { return self == other; },
+            py::is_operator());
     definePhases(shot);
     defineFrequencies(shot);
     defineAmplitudes(shot);
@@ -211,24 +232,27 @@ void defineTrajectory(py::module_& module) {
              "Enables or disables a channel.\n" KORVANE_BAD_INDEX)
         .def("enableAllChannels", &PyElecTraj::enableAllChannels, py::arg("state"),
              "Enables or disables all channels.")
-        .def("__getitem__",
-             [](const PyElecTraj& self, unsigned index) { return PyPhaseShot(self.shot(index)); },
-             py::arg("index"), "Returns a copy of a shot.\n" KORVANE_BAD_INDEX)
-        .def("__setitem__",
-             [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
-                 self.setShot(index, shot);
-             },
-             py::arg("index"), py::arg("shot"), "Replaces a shot.\n" KORVANE_BAD_INDEX)
-        .def("addShot",
-             [](PyElecTraj& self, const PyPhaseShot& shot) { self.addShot(shot); },
-             py::arg("shot"), "Adds a copy of a shot at the end.")
-        .def("insertShot",
-             [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
-                 self.insertShot(index, shot);
-             },
-             py::arg("index"), py::arg("shot"),
-             "Inserts a copy of a shot before the given index, or at the end if it is "
-             "size().\n" KORVANE_BAD_INDEX)
+        .def(
+            "__getitem__",
+            [](const PyElecTraj& self, unsigned index) { return PyPhaseShot(self.shot(index)); },
+            py::arg("index"), "Returns a copy of a shot.\n" KORVANE_BAD_INDEX)
+        .def(
+            "__setitem__",
+            [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
+                self.setShot(index, shot);
+            },
+            py::arg("index"), py::arg("shot"), "Replaces a shot.\n" KORVANE_BAD_INDEX)
+        .def(
+            "addShot", [](PyElecTraj& self, const PyPhaseShot& shot) { self.addShot(shot); },
+            py::arg("shot"), "Adds a copy of a shot at the end.")
+        .def(
+            "insertShot",
+            [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
+                self.insertShot(index, shot);
+            },
+            py::arg("index"), py::arg("shot"),
+            "Inserts a copy of a shot before the given index, or at the end if it is "
+            "size().\n" KORVANE_BAD_INDEX)
         .def("removeShot", &PyElecTraj::removeShot, py::arg("index"),
              "Removes a shot.\n" KORVANE_BAD_INDEX)
         .def("clear", &PyElecTraj::clear, "Removes all shots, the channels are not changed.")

@@ -8,6 +8,7 @@
 #include "fus/FUSEvent.h"
 #include "fus/P_FUSAccess.h"
 #include "fus/P_LogMacros.h"
+#include "fus/Utilities.h"
 
 #include <atomic>
 #include <set>
@@ -72,7 +73,42 @@ void leaveInterpreter() {
     FUS_LOG(ERROR, "A listener is still running at the end of the interpreter: it is interrupted.");
     compat::raiseInThread(g_eventThread, PyExc_SystemExit);
     py::gil_scoped_release free;
-    fus::FUSAccess::waitForListeners(fus, CALLBACK_ABORT_TIMEOUT);
+    if (!fus::FUSAccess::waitForListeners(fus, CALLBACK_ABORT_TIMEOUT)) {
+        fus::FUSAccess::abandonEventSender(fus);
+    }
+}
+
+// A thread that asks for the lock of an interpreter that is being taken apart is ended by it on the
+// spot, which unwinds its stack: through what would free Python objects that are gone. It stays
+// here instead, until the process ends and it with it.
+class UnwindStop {
+public:
+    ~UnwindStop() {
+        while (!m_passed) {
+            fus::milliSleep(CALLBACK_END_TIMEOUT);
+        }
+    }
+    UnwindStop() = default;
+    UnwindStop(const UnwindStop&) = delete;
+    UnwindStop& operator=(const UnwindStop&) = delete;
+
+    void pass() { m_passed = true; }
+
+private:
+    bool m_passed = false;
+};
+
+// The arguments are copied, so that Python may keep them.
+template <class... Arguments>
+void callPython(const py::function& function, const Arguments&... arguments) {
+    const py::tuple converted = py::make_tuple(arguments...);
+    UnwindStop stop;
+    const auto result =
+        py::reinterpret_steal<py::object>(PyObject_CallObject(function.ptr(), converted.ptr()));
+    stop.pass();
+    if (!result) {
+        throw py::error_already_set();
+    }
 }
 
 } // namespace
@@ -98,7 +134,9 @@ void clearListeners() {
     g_registered.clear();
 }
 
-PyFUSListener::PyFUSListener() { FUS_LOG(DEBUG, "PyFUSListener()"); }
+PyFUSListener::PyFUSListener() {
+    FUS_LOG(DEBUG, "PyFUSListener()");
+}
 
 PyFUSListener::~PyFUSListener() {
     FUS_LOG(DEBUG, "~PyFUSListener()");
@@ -178,23 +216,23 @@ public:
     void onConnect() override {
         if (const auto call = implemented("onConnect", "connection event")) {
             FUS_LOG(INFO, "    Listener: connection event");
-            call();
+            callPython(call);
         }
     }
 
     void onDisconnect(unsigned reason) override {
         if (const auto call = implemented("onDisconnect", "disconnection event")) {
             FUS_LOG(INFO, "    Listener: disconnection event (reason = %u)", reason);
-            call(reason);
+            callPython(call, reason);
         }
     }
 
     void onExecStart(unsigned execID, unsigned execCount, unsigned execFlags, unsigned elecMode,
                      unsigned trigMode, unsigned mechMode) override {
         if (const auto call = implemented("onExecStart", "execution started event")) {
-            FUS_LOG(INFO, "    Listener: execution started (execID=%u, count=%u, flags=%u)",
-                    execID, execCount, execFlags);
-            call(execID, execCount, execFlags, elecMode, trigMode, mechMode);
+            FUS_LOG(INFO, "    Listener: execution started (execID=%u, count=%u, flags=%u)", execID,
+                    execCount, execFlags);
+            callPython(call, execID, execCount, execFlags, elecMode, trigMode, mechMode);
         }
     }
 
@@ -202,14 +240,14 @@ public:
         if (const auto call = implemented("onShotResult", "shot result")) {
             FUS_LOG(INFO, "    Listener: shot result (execID=%u, exec=%u, shot=%u)", execID,
                     shotResult.execIndex(), shotResult.shotIndex());
-            call(execID, shotResult);
+            callPython(call, execID, shotResult);
         }
     }
 
     void onExecResult(const fus::ExecResult& execResult) override {
         if (const auto call = implemented("onExecResult", "execution result")) {
             log(execResult);
-            call(execResult);
+            callPython(call, execResult);
         }
     }
 
@@ -217,7 +255,7 @@ public:
         if (const auto call = implemented("onMechOrigin", "find origin result")) {
             FUS_LOG(INFO, "    Listener: find origin result (result=%u, msg=%s)", result,
                     message.c_str());
-            call(result, message);
+            callPython(call, result, message);
         }
     }
 
@@ -227,7 +265,7 @@ public:
                 FUS_LOG(INFO, "    Listener: motion result (execID=%u, result=%u, code=0x%X)",
                         execID, result, code);
             }
-            call(execID, result, code);
+            callPython(call, execID, result, code);
         }
     }
 
@@ -303,8 +341,7 @@ void defineListener(py::module_& module) {
         .def("onExecStart", &PyFUSListener::onExecStart, py::arg("execID"), py::arg("execCount"),
              py::arg("execFlags"), py::arg("elecMode"), py::arg("trigMode"), py::arg("mechMode"),
              EXEC_START_DOC)
-        .def("onShotResult", &PyFUSListener::onShotResult, py::arg("execID"),
-             py::arg("shotResult"),
+        .def("onShotResult", &PyFUSListener::onShotResult, py::arg("execID"), py::arg("shotResult"),
              "Callback called when a shot result is received.\n\n:param execID: unique identifier "
              "of this execution.\n:param shotResult: the :class:`KORVANE.ShotResult`, it can be "
              "kept.")

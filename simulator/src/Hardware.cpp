@@ -296,10 +296,11 @@ const StopReason* Hardware::overload(const ShotModel& model, unsigned& address) 
     for (std::size_t i = 0; i < model.boards.size(); ++i) {
         const std::size_t measure = i / amplifiers.size();
         const StopReason* reason = overloadReason(measures[measure].name);
-        address = amplifiers[i % amplifiers.size()]->address;
-        const auto& values = state(HWID_AMPLIFIER, address).parameters;
+        const unsigned board = amplifiers[i % amplifiers.size()]->address;
+        const auto& values = state(HWID_AMPLIFIER, board).parameters;
         const auto upper = values.find(static_cast<unsigned>(BPARAM_ALL_BO_MAX + measure));
         if (reason && upper != values.end() && model.boards[i] > upper->second) {
+            address = board;
             return reason;
         }
     }

@@ -23,6 +23,9 @@ public:
     /// Waits until no listener is being called and returns true, or false after the time-out [ms].
     /// For a caller that has removed its listeners and is about to pull the ground from under them.
     static bool waitForListeners(FUS& fus, unsigned timeoutMs);
+    /// Gives up an event sender whose listener will never return, so that the library can end
+    /// without its thread. No event is delivered any more.
+    static void abandonEventSender(FUS& fus);
 };
 
 } // namespace fus

@@ -31,6 +31,8 @@ public:
     void stopEventSender();
     /// Lets go of a connection that was not closed.
     void dropConnection();
+    /// Ends the event sender without waiting: its thread and what it works with live on.
+    void abandonEventSender();
     void clearListeners();
 
     void notifyListeners(FUSEvent* event) override;
