@@ -1,21 +1,12 @@
 // The class FUS: the one entry point of an application.
 
+#include "PyFUS.h"
 #include "PyFUSListener.h"
-#include "korvane.h"
 
-#include "compat.h"
-
-#include "fus/FUS.h"
 #include "fus/Generator.h"
-#include "fus/P_Connection.h"
-#include "fus/P_FUSAccess.h"
-#include "fus/P_GProtocol.h"
-#include "fus/P_LogMacros.h"
-#include "fus/P_NetPacket.h"
+#include "fus/Log.h"
 
-#include <cctype>
 #include <cstdint>
-#include <memory>
 #include <string>
 
 namespace korvane {
@@ -38,135 +29,26 @@ FUS& startedLibrary() {
     return FUS::getInstance();
 }
 
-struct PyFUS {
-    FUS& fus;
-    fus::Generator& gen;
-    bool securityOnDestruction = true;
-
-    PyFUS() : fus(startedLibrary()), gen(fus.getGenerator()) {
-        fus::Log::getInstance().loG(fus::Log::INFO, "<python>", 0,
-                                    "<python> Creating KORVANE singleton");
-    }
-
-    ~PyFUS() {
-        if (g_pythonInstanceCount == 1 && securityOnDestruction) {
-            fus::Log::getInstance().loG(fus::Log::INFO, "<python>", 0,
-                                        "<python> Deleting KORVANE singleton");
-            clearListeners();
-            fus.disconnect();
-        }
-    }
-    PyFUS(const PyFUS&) = delete;
-    PyFUS& operator=(const PyFUS&) = delete;
-};
-
-fus::Log& theLog() {
-    return fus::Log::getInstance();
+void logLife(const char* message) {
+    fus::Log::getInstance().loG(fus::Log::INFO, "<python>", 0, "<python> %s KORVANE singleton",
+                                message);
 }
 
-// --- log -----------------------------------------------------------------------------------------
+} // namespace
 
-// The message goes to the logger as its format, and with no arguments. A conversion that asks for
-// one would read what isn't there: it stands in the line as it was written. What asks for none
-// ("%%", a stray one at the end) is the logger's business.
-std::string formatWithoutArguments(const std::string& message) {
-    std::string format;
-    for (std::size_t i = 0; i < message.size(); ++i) {
-        format += message[i];
-        if (message[i] != '%' || i + 1 == message.size()) {
-            continue;
-        }
-        format += '%';
-        if (message[i + 1] == '%') {
-            ++i;
-        }
+PyFUS::PyFUS() : fus(startedLibrary()), gen(fus.getGenerator()) {
+    logLife("Creating");
+}
+
+PyFUS::~PyFUS() {
+    if (g_pythonInstanceCount == 1 && securityOnDestruction) {
+        logLife("Deleting");
+        clearListeners();
+        fus.disconnect();
     }
-    return format;
 }
 
-struct Place {
-    std::string file = "<python>";
-    unsigned line = 0;
-};
-
-Place callersPlace() {
-    const py::gil_scoped_acquire lock;
-    Place place;
-    PyFrameObject* const frame = PyEval_GetFrame();
-    if (frame == nullptr) {
-        return place;
-    }
-    try {
-        const auto name = py::reinterpret_steal<py::object>(compat::frameFileName(frame));
-        if (name) {
-            place.file = py::cast<std::string>(name);
-            place.line = static_cast<unsigned>(PyFrame_GetLineNumber(frame));
-        }
-    } catch (...) {
-        // the name stays "<python>"
-    }
-    PyErr_Clear();
-    return place;
-}
-
-void log(PyFUS& /*self*/, fus::Log::Level level, const std::string& message) {
-    const Place place = callersPlace();
-    const std::string format = formatWithoutArguments(message);
-#if defined(__GNUC__)
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-#pragma GCC diagnostic ignored "-Wformat-security"
-#endif
-    theLog().loG(level, place.file.c_str(), place.line, format.c_str());
-#if defined(__GNUC__)
-#pragma GCC diagnostic pop
-#endif
-}
-
-void defineLog(py::class_<PyFUS>& fus) {
-    fus.def(
-           "getLogLevel", [](PyFUS&) { return theLog().getLevel(); },
-           "Returns the current log level.\n\n:return: a :class:`KORVANE.LogLevel`.")
-        .def(
-            "setLogLevel", [](PyFUS&, fus::Log::Level level) { theLog().setLevel(level); },
-            py::arg("level"),
-            "Changes the log level.\n\n:param level: a :class:`KORVANE.LogLevel`; messages below "
-            "it are not written.")
-        .def(
-            "isLogStdoutEnabled", [](PyFUS&) { return theLog().isStdoutEnabled(); },
-            "Tells if the log is written on the standard output.")
-        .def(
-            "isLogStderrEnabled", [](PyFUS&) { return theLog().isStderrEnabled(); },
-            "Tells if the log is written on the standard error (the default).")
-        .def(
-            "isLogFileEnabled", [](PyFUS&) { return theLog().isFileEnabled(); },
-            "Tells if the log is written in a file.")
-        .def(
-            "getLogFileName", [](PyFUS&) { return toStr(theLog().getFileName()); },
-            "Returns the name of the current log file, with its date suffix if there is one.\n\n"
-            ":return: the name, empty if there is no log file.")
-        .def(
-            "enableLogStdout", [](PyFUS&, bool enable) { theLog().enableStdout(enable); },
-            py::arg("enable"), "Enables or disables the log on the standard output.")
-        .def(
-            "enableLogStderr", [](PyFUS&, bool enable) { theLog().enableStderr(enable); },
-            py::arg("enable"), "Enables or disables the log on the standard error.")
-        .def(
-            "setLogFile",
-            [](PyFUS&, const std::string& filename, bool append) {
-                return theLog().setFile(filename.c_str(), append);
-            },
-            py::arg("filename"), py::arg("append") = true,
-            R"(Writes the log in a file, closing the current one.
-
-:param filename: name of the file. Use an empty string to disable file logging.
-:param appendDate: True to append the current date and time and .log extension to the filename.
-:return: False if the file can not be opened or created.)")
-        .def("log", &log, py::arg("level"), py::arg("message"),
-             "Writes the given message in the current log.\n\n:param level: a "
-             ":class:`KORVANE.LogLevel`.\n:param message: the text; it is taken as a format "
-             "without arguments.");
-}
+namespace {
 
 // --- connection ----------------------------------------------------------------------------------
 
@@ -299,114 +181,6 @@ void defineDescription(py::class_<PyFUS>& fus) {
             "getBoardMOT", [](PyFUS& self) { return self.fus.getBoardMOT(); },
             "Returns the description of the mechanical board." KORVANE_BOARD_WARNING
             "\n\n:raises IndexError: if there is no such board." KORVANE_NOT_CONNECTED);
-}
-
-// --- raw access ----------------------------------------------------------------------------------
-
-std::shared_ptr<fus::Connection> connectionOf(PyFUS& self) {
-    return fus::FUSAccess::getConnection(self.fus);
-}
-
-// 0 stands for a wait without limit in the raw methods.
-unsigned rawTimeout(unsigned timeout_ms) {
-    return timeout_ms == 0 ? fus::TIMEOUT_INFINITE : timeout_ms;
-}
-
-std::string contentOf(const fus::NetPacket* packet) {
-    return packet == nullptr
-               ? std::string()
-               : std::string(reinterpret_cast<const char*>(packet->data()), packet->size());
-}
-
-std::string readAnswer(PyFUS& self, unsigned id, unsigned short expectedType, unsigned timeout_ms) {
-    std::unique_ptr<fus::NetPacket> packet;
-    unsigned short found = fus::gprotocol::ANSWER_ANY;
-    if (!connectionOf(self)->readAnswer(id, expectedType, &packet, rawTimeout(timeout_ms),
-                                        &found)) {
-        if (found != fus::gprotocol::ANSWER_ANY) {
-            FUS_THROW_MSG(ERR_PACKET, "Unexpected packet type found.");
-        }
-        FUS_THROW_MSG(ERR_TIMEOUT, "Answer not found.");
-    }
-    return contentOf(packet.get());
-}
-
-std::string readBoardAnswer(PyFUS& self, fus::gprotocol::HardwareID hwtype, unsigned hwindex,
-                            unsigned id, unsigned short expectedType, unsigned timeout_ms) {
-    fus::NetPacket data(1);
-    const unsigned size = connectionOf(self)->readBoardAnswer(hwtype, hwindex, id, expectedType,
-                                                              data, rawTimeout(timeout_ms));
-    return contentOf(&data).substr(0, size);
-}
-
-void defineRawAccess(py::class_<PyFUS>& fus) {
-    using fus::gprotocol::HardwareID;
-    fus.def(
-           "sendRawData",
-           [](PyFUS& self, const std::string& data) {
-               return connectionOf(self)->sendRawData(data.data(),
-                                                      static_cast<unsigned>(data.size()));
-           },
-           py::arg("data"),
-           "Sends bytes on the connection as they are, no header added.\n\n:param data: the "
-           "bytes, as a str (UTF-8).\n:return: the number of bytes really sent.")
-        .def(
-            "sendCommand",
-            [](PyFUS& self, unsigned short type, const std::string& data) {
-                return connectionOf(self)->sendCommand(type, data.data(),
-                                                       static_cast<unsigned>(data.size()));
-            },
-            py::arg("type"), py::arg("data"),
-            "Sends a command, in the basic packet of the generator.\n\n:param type: number of the "
-            "command.\n:param data: its content, as a str (UTF-8).\n:return: a unique identifier "
-            "of the packet sent.")
-        .def(
-            "sendBoardCommand",
-            [](PyFUS& self, HardwareID hwtype, unsigned hwindex, unsigned timeout_ms,
-               unsigned short cmd, const std::string& data) {
-                return connectionOf(self)->sendBoardCommand(hwtype, hwindex, timeout_ms, cmd,
-                                                            data.data(),
-                                                            static_cast<unsigned>(data.size()));
-            },
-            py::arg("hwtype"), py::arg("hwindex"), py::arg("timeout_ms"), py::arg("cmd"),
-            py::arg("data"),
-            R"(Sends a command to a board, this function returns immediately.
-
-:param hwtype: a :class:`KORVANE.HardwareID`.
-:param hwindex: address of the board.
-:param timeout_ms: time the generator should wait for the execution (0 = synchronous, >0 = asynchronous), milliseconds.
-:param cmd: number of the board command.
-:param data: its content, as a str (UTF-8).
-:return: a unique identifier of the packet sent.)")
-        .def(
-            "checkAnswer",
-            [](PyFUS& self, unsigned id, unsigned short expectedType) {
-                return connectionOf(self)->checkAnswer(id, expectedType);
-            },
-            py::arg("id"), py::arg("expectedType"),
-            "Checks if an answer has been received, without waiting.\n\n:param id: identifier of "
-            "the packet sent.\n:param expectedType: type of the answer, 0 for any.\n:return: True "
-            "if one of this type has arrived.")
-        .def("readAnswer", &readAnswer, py::arg("id"), py::arg("expectedType"),
-             py::arg("timeout_ms"),
-             R"(Waits for the answer of a command.
-
-:param id: identifier of the packet sent.
-:param expectedType: type of the answer, 0 for any.
-:param timeout_ms: milliseconds, 0 means infinite.
-:return: the content of the answer, as a str (UTF-8).
-:raises FUSException: ERR_PACKET if another type of packet arrived, ERR_TIMEOUT if none did.)")
-        .def("readBoardAnswer", &readBoardAnswer, py::arg("hwtype"), py::arg("hwindex"),
-             py::arg("id"), py::arg("expectedType"), py::arg("timeout_ms") = 0,
-             R"(Waits for the answer of a board command.
-
-:param hwtype: a :class:`KORVANE.HardwareID`.
-:param hwindex: address of the board.
-:param id: identifier of the packet sent.
-:param expectedType: number of the board command, 0 for any.
-:param timeout_ms: milliseconds, 0 means infinite.
-:return: the data of the answer, as a str (UTF-8).
-:raises FUSException: ERR_PACKET if the answer is another one, ERR_TIMEOUT if none arrived.)");
 }
 
 } // namespace

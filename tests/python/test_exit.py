@@ -5,7 +5,7 @@ import sys
 import time
 import unittest
 
-from support import description, needs_simulator, Script, Simulator
+from support import needs_simulator, Script, Simulator
 
 LIMIT_S = 2.0
 

@@ -4,12 +4,11 @@ import contextlib
 import socket
 import struct
 import threading
-import time
 import unittest
 
 import KORVANE
 
-from support import (description, free_port, GeneratorTest, HOST, KorvaneTest, library,
+from support import (free_port, GeneratorTest, HOST, KorvaneTest, library,
                      needs_simulator, Recorder, shot, Simulator, trajectory, wait_until)
 
 MODE, FLAG, STATUS, BOARD = (KORVANE.ElecExecMode, KORVANE.ExecFlag, KORVANE.ExecStatus,

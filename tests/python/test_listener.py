@@ -8,7 +8,7 @@ import weakref
 
 import KORVANE
 
-from support import GeneratorTest, KorvaneTest, library, Recorder, trajectory, wait_until
+from support import GeneratorTest, KorvaneTest, library, trajectory, wait_until
 
 NAMES = ["onConnect", "onDisconnect", "onExecStart", "onShotResult", "onExecResult",
          "onMechOrigin", "onMechResult"]
