@@ -91,7 +91,8 @@ class Recorder(KORVANE.FUSListener):
         self._add("connect")
 
     def onDisconnect(self, reason):
-        self._add("disconnect", reason)
+        if self.events:     # else the end of an earlier test's connection
+            self._add("disconnect", reason)
 
     def onExecStart(self, execID, execCount, execFlags, elecMode, trigMode, mechMode):
         self._add("start", execID, execCount, execFlags, elecMode, trigMode, mechMode)

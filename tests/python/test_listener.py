@@ -124,9 +124,10 @@ class Events(GeneratorTest):
             self.connect()
             self.fus.clearListeners()
             shots = self.listen(Shots())
-            self.run_to_the_end_of(shots, 2)
-            self.fus.disconnect()
-            wait_until(lambda: any("disconnection event" in line for line in lines()), "event")
+            self.shoot(shots=2)
+            for event in ("execution result", "disconnection event"):
+                wait_until(lambda: "Listener: " + event in "\n".join(lines()), event)
+                self.fus.disconnect()
             text = bridge_lines(lines())
         self.assertEqual([0, 1], [result.shotIndex() for _, result in shots.results])
         for line in ["    Listener: execution started event (ignored, not implemented)",
@@ -134,10 +135,6 @@ class Events(GeneratorTest):
                      "    Listener: disconnection event (ignored, not implemented)"]:
             self.assertIn(line, text)
         self.assertFalse([line for line in text if "exception" in line.lower()])
-
-    def run_to_the_end_of(self, shots, count):
-        self.shoot(shots=count)
-        wait_until(lambda: len(shots.results) == count, "shot results")
 
     def test_are_in_the_log_when_they_are_delivered(self):
         with self.logged(KORVANE.LogLevel.VERBOSE) as lines:
