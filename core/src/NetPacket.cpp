@@ -20,6 +20,19 @@ const char* boundsDescription(std::uint32_t width) {
     }
 }
 
+/// Compilers know the answer, and see the byte swap behind it.
+bool isLittleEndianHost() {
+    const std::uint16_t one = 1;
+    unsigned char first = 0;
+    std::memcpy(&first, &one, 1);
+    return first == 1;
+}
+
+std::uint32_t toNetworkOrder(std::uint32_t v) {
+    return isLittleEndianHost() ? v << 24U | (v & 0xFF00U) << 8U | (v >> 8U & 0xFF00U) | v >> 24U
+                                : v;
+}
+
 } // namespace
 
 NetPacket::NetPacket(std::uint32_t size, void* data, bool takeOwnership) : m_size(size) {
@@ -121,6 +134,23 @@ void NetPacket::writeFloat(float value) {
     std::uint32_t bits = 0;
     std::memcpy(&bits, &value, sizeof bits);
     write32(bits);
+}
+
+void NetPacket::writeAll32(const std::uint32_t* values, std::uint32_t count) {
+    if (count > remaining() / sizeof(std::uint32_t)) {
+        throwBounds(sizeof(std::uint32_t), m_position);
+    }
+    if (m_order != NETWORK) {
+        std::for_each(values, values + count, [this](std::uint32_t value) { write32(value); });
+        return;
+    }
+    // Word by word and through local names: stores of single bytes might change any member, and
+    // compilers make a slow loop of them.
+    unsigned char* place = take(count * static_cast<std::uint32_t>(sizeof(std::uint32_t)));
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t word = toNetworkOrder(values[i]);
+        std::memcpy(place + std::size_t{i} * sizeof word, &word, sizeof word);
+    }
 }
 
 std::uint32_t NetPacket::writeBytes(const void* source, std::uint32_t n) {

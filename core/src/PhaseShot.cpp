@@ -164,9 +164,7 @@ unsigned PhaseShot::packetSize() const {
 
 void PhaseShot::writePacket(NetPacket& packet) const {
     packet.write16(static_cast<unsigned short>(m_frequencies.size()));
-    for (const unsigned frequency : m_frequencies) {
-        packet.write32(frequency);
-    }
+    packet.writeAll32(m_frequencies.data(), countOf(m_frequencies));
     writeBytes(packet, m_phases);
     writeBytes(packet, m_amplitudes);
     packet.write32(m_duration);

@@ -126,8 +126,10 @@ unsigned short TrajectoryUpload::command() const {
 }
 
 NetPacket TrajectoryUpload::makePacket(const ElectronicTrajectory& trajectory) const {
-    NetPacket packet(headSize(m_facts.config, trajectory.channels()) +
-                     trajectory.totalShotsPacketSize());
+    // Filled to the last byte, so that the largest uploads needn't be zeroed first.
+    const unsigned size =
+        headSize(m_facts.config, trajectory.channels()) + trajectory.totalShotsPacketSize();
+    NetPacket packet(size, new unsigned char[size], true);
     writeHead(packet, trajectory);
     unsigned total = 0;
     for (unsigned i = 0; i < trajectory.size(); ++i) {

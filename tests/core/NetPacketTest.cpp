@@ -48,6 +48,25 @@ TEST(NetPacketTest, ReadsAndWritesEachWidthInTheOrderThatIsSet) {
     }
 }
 
+TEST(NetPacketTest, WritesManyWordsAsItWritesEach) {
+    const std::uint32_t words[] = {0x01020304, 0x89ABCDEF, 0xFF000000, 0x000000FF, 0x00FF0080};
+    for (const unsigned order : {NetPacket::NETWORK, NetPacket::LITTLE}) {
+        NetPacket atOnce(22);
+        NetPacket oneByOne(22);
+        for (NetPacket* packet : {&atOnce, &oneByOne}) {
+            packet->setByteOrder(order);
+            packet->write8(7);
+        }
+        atOnce.writeAll32(words, 5);
+        for (const std::uint32_t word : words) {
+            oneByOne.write32(word);
+        }
+        atOnce.writeAll32(nullptr, 0);
+        EXPECT_EQ(bytesOf(atOnce), bytesOf(oneByOne));
+        EXPECT_EQ(atOnce.position(), 21U);
+    }
+}
+
 TEST(NetPacketTest, RefusesAccessesBeyondTheEndAndLeavesTheCursor) {
     struct Case {
         const char* name;
@@ -57,6 +76,11 @@ TEST(NetPacketTest, RefusesAccessesBeyondTheEndAndLeavesTheCursor) {
     };
     const Case cases[] = {
         {"read8", 0, "packet position", [](NetPacket& p) { p.read8(); }},
+        {"writeAll32", 7, "packet position for 32bits",
+         [](NetPacket& p) {
+             const std::uint32_t words[] = {1, 2};
+             p.writeAll32(words, 2);
+         }},
         {"read16", 1, "packet position for 16bits", [](NetPacket& p) { p.read16(); }},
         {"read32", 3, "packet position for 32bits", [](NetPacket& p) { p.read32(); }},
         {"readFloat", 3, "packet position for 32bits", [](NetPacket& p) { p.readFloat(); }},

@@ -74,6 +74,8 @@ public:
     void write16(std::uint16_t value) { store16(take(2), value); }
     void write32(std::uint32_t value) { store32(take(4), value); }
     void writeFloat(float value);
+    /// All of `count` values, as by as many calls of `write32`, but in one go.
+    void writeAll32(const std::uint32_t* values, std::uint32_t count);
     /// Copies as many of `n` bytes as there is room for, and returns how many.
     std::uint32_t writeBytes(const void* source, std::uint32_t n);
 
