@@ -359,7 +359,7 @@ std::uint32_t TCPClient::read32() {
 }
 
 int TCPClient::waitReadable(unsigned milliseconds) const {
-    return hasBufferedData() ? 1 : platform::waitReadable(descriptor(), milliseconds);
+    return platform::waitReadable(descriptor(), milliseconds);
 }
 
 bool TCPClient::ping(const IPv4Address& address, unsigned timeoutMs) {

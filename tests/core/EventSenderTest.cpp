@@ -237,9 +237,9 @@ TEST(EventSender, ClosesTheConnectionInsteadOfDeliveringAnAutoClose) {
     });
     self = &sender;
     sender.registerListener(&listener);
-    sender.start();
     sender.post(new AutoCloseConnectionEvent());
     sender.post(new ExecEvent(1, 0, 0));
+    sender.start();
     ASSERT_TRUE(listener.waitForCount(2));
     EXPECT_EQ(listener.types(),
               (std::vector{FUSEvent::EVENT_EXEC_RESULT, FUSEvent::EVENT_DISCONNECT}));

@@ -60,8 +60,8 @@ public:
     /// (below 64 KiB). Blocks only if nothing has come. False at the end of the stream, and after
     /// an error, which is logged: the next read then fails. For the reading thread.
     bool readAhead(std::size_t wanted);
-    /// Waits for data, or for the end of the stream: 1 when a read won't block, 0 when the time
-    /// has passed, -1 on failure. For the reading thread.
+    /// Waits until the socket has more, or its end, whatever is buffered: 1 when there is, 0 when
+    /// the time has passed, -1 on failure. For the reading thread.
     int waitReadable(unsigned milliseconds) const;
 
     /// Sends one ICMP echo and waits for its answer. False after logging why.
