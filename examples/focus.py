@@ -293,15 +293,19 @@ def main():
 
     fus = KORVANE.FUS()
     if options.log:
-        fus.setLogLevel(KORVANE.LogLevel.INFO)
         if not fus.setLogFile(options.log, False):
             print("The log file %s can't be written." % options.log, file=sys.stderr)
+            return 2
+        fus.setLogLevel(KORVANE.LogLevel.INFO)
+        fus.enableLogStderr(False)
     try:
         print("Connecting to %s, port %d ..." % (options.host, options.port), flush=True)
         if not fus.connect(options.host, options.port):
             print("No generator answered at %s, port %d. Is it switched on, is the address right, "
                   "and does a firewall let echo requests (ping) and the port through?\n"
-                  "The lines above tell how far it got." % (options.host, options.port),
+                  "%s how far it got."
+                  % (options.host, options.port,
+                     options.log + " tells" if options.log else "The lines above tell"),
                   file=sys.stderr)
             return 1
         return shoot(fus, points, options)
