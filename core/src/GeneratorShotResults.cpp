@@ -68,9 +68,11 @@ void requireFilled(const unsigned char* block, unsigned size, std::uint64_t deco
         return;
     }
     const auto begin = reinterpret_cast<std::uintptr_t>(block);
-    FUS_LOG(ERROR, "Unexpected position: %p instead of %p + %u = %p.",
-            reinterpret_cast<const void*>(begin + decoded), static_cast<const void*>(block), size,
-            static_cast<const void*>(block + size));
+    FUS_LOG(
+        ERROR, "Unexpected position: %p instead of %p + %u = %p.",
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): it lies outside the block, and is only told
+        reinterpret_cast<const void*>(begin + decoded), static_cast<const void*>(block), size,
+        static_cast<const void*>(block + size));
     FUS_THROW_MSG(ERR_PACKET, "Error converting measure data (byte-order).");
 }
 

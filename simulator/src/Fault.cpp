@@ -105,9 +105,7 @@ unsigned readType(const std::string& key, const std::string& text) {
 }
 
 void setField(Fault& fault, const KindRow& row, const std::string& key, const std::string& text) {
-    if (key == "text") {
-        fault.text = text;
-    } else if (key == "reason") {
+    if (key == "text" || key == "reason") {
         fault.text = text;
     } else if (key == "command") {
         fault.command = readType(key, text);

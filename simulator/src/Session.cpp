@@ -137,7 +137,7 @@ bool Session::handleInput() {
         const std::uint8_t* payload = reader.take(size - PACKET_HEADER_SIZE);
         request.payload.assign(payload, payload + (size - PACKET_HEADER_SIZE));
         m_inputStart += size;
-        if (!handlePacket(std::move(request))) {
+        if (!handlePacket(request)) {
             return false;
         }
     }
@@ -146,7 +146,7 @@ bool Session::handleInput() {
     return true;
 }
 
-bool Session::handlePacket(Request request) {
+bool Session::handlePacket(const Request& request) {
     if (m_ending) {
         return true; // nothing counts after good-bye
     }

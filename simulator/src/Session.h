@@ -59,7 +59,7 @@ private:
     bool isStuck() const;
     void receive(const std::uint8_t* data, std::size_t size);
     bool handleInput();
-    bool handlePacket(Request request);
+    bool handlePacket(const Request& request);
     bool carryOut(const Request& request);
     Packet refusalPacket(const Request& request, const Fault& fault) const;
     Packet refusalPacket(const Request& request, const Refusal& refusal) const;
