@@ -97,8 +97,8 @@ std::size_t formatSimple(Room room, const char* format, va_list arguments) {
     return room.finish();
 }
 
-/// What printf refuses to format, for example for a stray '%' at its end: the text as it stands, but
-/// for "%%".
+/// What printf refuses to format, for example for a stray '%' at its end: the text as it stands,
+/// but for "%%".
 std::size_t copyRefused(Room room, const char* format) {
     for (; *format != '\0'; ++format) {
         room.put(format, 1);
