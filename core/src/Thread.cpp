@@ -306,8 +306,9 @@ bool Thread::wait() {
     PrivateThread& thread = *m_private;
     if (thread.detached || !thread.handle || thread.isCurrent())
         return false;
-    bool wasClear = false;
-    while (thread.isRunning() || wasClear) {
+    if (!thread.isRunning())
+        return true;
+    for (bool wasClear = false;;) {
         const auto result = thread.handle->wait(WAIT_SLICE_MS);
         if (result != platform::SystemThread::Wait::TIMED_OUT)
             return result == platform::SystemThread::Wait::SIGNALLED;
@@ -318,7 +319,6 @@ bool Thread::wait() {
             return true;
         wasClear = true;
     }
-    return true;
 }
 
 void Thread::requestStop() {
