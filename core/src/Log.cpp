@@ -217,7 +217,13 @@ void PrivateLog::write(std::size_t length, unsigned sinks) {
         std::fflush(stdout);
     }
     if (toFile) // not buffered, so there is nothing to flush
-        position += put(stream.load(), line, length);
+        putToFile(stream.load(), line, length);
+}
+
+void PrivateLog::putToFile(std::FILE* file, const char* text, std::size_t length) {
+    const std::int64_t written = put(file, text, length);
+    if (position >= 0) // a position that can't be told stays so
+        position += written;
 }
 
 void PrivateLog::closeFile(const std::string& nextName) {
@@ -385,8 +391,8 @@ void Log::printStack() {
     if (isStderrEnabled())
         put(stderr, text);
     if (isFileEnabled()) {
-        put(m_private.load()->stream, text);
-        m_private.load()->position += static_cast<std::int64_t>(text.size());
+        PrivateLog* const log = m_private;
+        log->putToFile(log->stream, text.data(), text.size());
     }
 }
 

@@ -33,6 +33,9 @@ struct PrivateLog {
     void closeFile(const std::string& nextName);
     bool openFile(const std::string& name, bool addDate);
 
+    /// Not buffered, and counted in the position. Needs no lock.
+    void putToFile(std::FILE* file, const char* text, std::size_t length);
+
     Mutex ownedMutex;
     std::atomic<std::FILE*> stream{nullptr}; // written under the mutex
     std::atomic<std::int64_t> position{0};   // in the file; negative if it can't be told

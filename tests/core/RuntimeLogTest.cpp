@@ -135,8 +135,31 @@ TEST(LogFormatTest, FormatsLikeTheCLibraryAndCutsWhereItDoes) {
         expectFormat(room, "%s%s", "", "abcdefghijkl");
         expectFormat(room, "%5d|%-6s|%04X|%g|%ld", 3, "ab", 0xABU, 1.5, -5L);
         expectFormat(room, "%d %" PRIu64 " %.2s", -7, std::uint64_t{1} << 40, "xyz");
+        expectFormat(room, "%3s|%-16.16s|%02d|%08X|%x", "a", "ABCDEFGHIJKLMNOPQRS", 7, 0xABU,
+                     0xABU);
+        expectFormat(room, "%3zu|%zd|%lu|%i|%p|%c", size, std::ptrdiff_t{-1}, 5UL, 6,
+                     static_cast<const void*>(&size), 'c');
+        expectFormat(room, "%X|%u%%|%zu%s", 0U, 0U, std::size_t{0}, "");
     }
     expectFormat(20, "[%s]", nothing);
+    expectFormat(20, "[%s] %5d", nothing, 3);
+}
+
+std::string formatUnchecked(std::size_t room, const char* format, ...) {
+    std::vector<char> text(room, '#');
+    va_list arguments;
+    va_start(arguments, format);
+    const std::size_t length = formatMessage(text.data(), room, format, arguments);
+    va_end(arguments);
+    EXPECT_EQ(length, std::strlen(text.data())) << format;
+    return text.data();
+}
+
+TEST(LogFormatTest, KeepsTheTextOfAFormatThatTheCLibraryRefuses) {
+    EXPECT_EQ(formatUnchecked(40, "at 50%"), "at 50%");
+    EXPECT_EQ(formatUnchecked(40, "%d of 100%%, %", 7), "%d of 100%, %");
+    EXPECT_EQ(formatUnchecked(5, "at 50%"), "at 5");
+    EXPECT_EQ(formatUnchecked(1, "%"), "");
 }
 
 TEST_F(LogTest, WritesThePrefixAloneForANullFormat) {
@@ -303,6 +326,17 @@ TEST_F(LogTest, GivesNoFileAnotherLineOnceOneHasReachedItsLimit) {
     m_log->setFile(path("third").c_str(), false);
     m_log->loG(Log::INFO, "a", 6, "dropped");
     EXPECT_EQ(body(path("third")), "--- MAX SIZE ---\n");
+}
+
+TEST_F(LogTest, TakesAFileWhosePositionCanNotBeToldForFullOnceThereIsALimit) {
+    m_log->setFile(path("a").c_str(), false);
+    LogTestAccess::privateOf(*m_log).position = -1;
+    m_log->loG(Log::INFO, "a", 1, "written");
+    m_log->printStack();
+    m_log->setFileLimit(1'000'000);
+    m_log->loG(Log::INFO, "a", 2, "dropped");
+    EXPECT_TRUE(matches(body(path("a")),
+                        ".* written\nStack trace not available\n--- MAX SIZE ---\n"));
 }
 
 TEST_F(LogTest, ReportsACallDuringItsDestructionAndDropsLaterOnes) {
