@@ -335,8 +335,8 @@ TEST_F(LogTest, TakesAFileWhosePositionCanNotBeToldForFullOnceThereIsALimit) {
     m_log->printStack();
     m_log->setFileLimit(1'000'000);
     m_log->loG(Log::INFO, "a", 2, "dropped");
-    EXPECT_TRUE(matches(body(path("a")),
-                        ".* written\nStack trace not available\n--- MAX SIZE ---\n"));
+    EXPECT_TRUE(
+        matches(body(path("a")), ".* written\nStack trace not available\n--- MAX SIZE ---\n"));
 }
 
 TEST_F(LogTest, ReportsACallDuringItsDestructionAndDropsLaterOnes) {
