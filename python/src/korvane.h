@@ -24,11 +24,12 @@ void defineResults(py::module_& module);
 /// Sees to it that no event enters Python any more once the interpreter begins to end.
 void guardInterpreterExit();
 
-/// Declares an enumeration from a table of the library. `docs` go with the rows, one by one.
-template <class Enum, class Row, std::size_t N>
+/// Declares an enumeration from a table of the library. `docs` go with the rows, one by one;
+/// `py::arithmetic()` is for bits.
+template <class Enum, class Row, std::size_t N, class... Extra>
 void defineEnum(py::module_& module, const char* name, const char* doc, const Row (&rows)[N],
-                const char* const (&docs)[N]) {
-    py::enum_<Enum> enumeration(module, name, doc);
+                const char* const (&docs)[N], const Extra&... extra) {
+    py::enum_<Enum> enumeration(module, name, doc, extra...);
     for (std::size_t i = 0; i < N; ++i) {
         enumeration.value(rows[i].shortName, static_cast<Enum>(rows[i].value), docs[i]);
     }

@@ -4,7 +4,7 @@
 #include "PyFUSListener.h"
 
 #include "fus/Generator.h"
-#include "fus/Log.h"
+#include "fus/P_LogMacros.h"
 
 #include <cstdint>
 #include <string>
@@ -29,20 +29,15 @@ FUS& startedLibrary() {
     return FUS::getInstance();
 }
 
-void logLife(const char* message) {
-    fus::Log::getInstance().loG(fus::Log::INFO, "<python>", 0, "<python> %s KORVANE singleton",
-                                message);
-}
-
 } // namespace
 
 PyFUS::PyFUS() : fus(startedLibrary()), gen(fus.getGenerator()) {
-    logLife("Creating");
+    FUS_LOG(INFO, "<python> Creating KORVANE singleton");
 }
 
 PyFUS::~PyFUS() {
     if (g_pythonInstanceCount == 1 && securityOnDestruction) {
-        logLife("Deleting");
+        FUS_LOG(INFO, "<python> Deleting KORVANE singleton");
         clearListeners();
         fus.disconnect();
     }

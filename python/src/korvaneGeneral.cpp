@@ -136,8 +136,8 @@ void defineVersion(py::module_& module) {
             "Sets the value from a string.\n\n:param text: for example '1.2.3.4' or 'UPB_1.2.3'."
             "\n:return: False if the string is no version, nothing is changed then.")
         .def("clear", &Version::clear, "Sets the value to 0.0.0.0.")
-        .def(py::self == py::self)
-        .def(py::self < py::self)
+        .def(py::self == py::self, "Tells if all components are the same.")
+        .def(py::self < py::self, "Compares component by component, the first one decides.")
         .def("__str__", &Version::toString, "Returns a string representation ('v1.v2.v3.v4')")
         .def_readwrite("v1", &Version::v1, "first component")
         .def_readwrite("v2", &Version::v2, "second component")
@@ -166,8 +166,8 @@ void defineMask(py::module_& module) {
              "Changes the size.\n\n:param size: new number of channels.\n:param exist: a "
              ":class:`KORVANE.MaskResizeExisting`.\n:param extra: a "
              ":class:`KORVANE.MaskResizeExtra`.")
-        .def(py::self == py::self)
-        .def(py::self != py::self)
+        .def(py::self == py::self, "Tells if size and content are the same.")
+        .def(py::self != py::self, "Tells if size or content are different.")
         .def("isComparable", &Mask1D::isComparable, py::arg("mask"),
              "Compares two masks that may have different sizes.\n\n:param mask: the other mask."
              "\n:return: True if the common range is the same and the rest is only 0s.")

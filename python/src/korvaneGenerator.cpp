@@ -117,9 +117,10 @@ constexpr const char* EXEC_STATUS_DOCS[] = {
 };
 
 /// Bits of a board's status.
-enum class BoardStatus : unsigned { RESETED = 1, CRC = 2, POWER_SUPPLY = 4 };
+enum BoardStatus : unsigned { STATUS_RESETED = 1, STATUS_CRC = 2, STATUS_POWER_SUPPLY = 4 };
 
-constexpr Row BOARD_STATUSES[] = {{1, "RESETED"}, {2, "CRC"}, {4, "POWER_SUPPLY"}};
+constexpr Row BOARD_STATUSES[] = {
+    {STATUS_RESETED, "RESETED"}, {STATUS_CRC, "CRC"}, {STATUS_POWER_SUPPLY, "POWER_SUPPLY"}};
 
 constexpr const char* BOARD_STATUS_DOCS[] = {
     "The board has been reset unexpectedly, does not apply to UPB. Once set, requires a call to "
@@ -150,13 +151,10 @@ void defineEnums(py::module_& module) {
     defineEnum<TriggerMode>(module, "TriggerMode",
                             "Electronic trajectory execution can be started on external signal.",
                             TRIGGER_MODES, TRIGGER_MODE_DOCS);
-    py::enum_<ExecFlag> flags(module, "ExecFlag", py::arithmetic(),
-                              "Trajectory execution flags (used in "
-                              ":func:`Generator.sendTrajectory()`).");
-    for (std::size_t i = 0; i < sizeof(EXEC_FLAGS) / sizeof(*EXEC_FLAGS); ++i) {
-        flags.value(EXEC_FLAGS[i].shortName, static_cast<ExecFlag>(EXEC_FLAGS[i].value),
-                    EXEC_FLAG_DOCS[i]);
-    }
+    defineEnum<ExecFlag>(module, "ExecFlag",
+                         "Trajectory execution flags (used in "
+                         ":func:`Generator.sendTrajectory()`).",
+                         EXEC_FLAGS, EXEC_FLAG_DOCS, py::arithmetic());
     defineEnum<AmplifierType>(module, "AmplifierType",
                               "Types of amplifier boards (based on the measures they provide).",
                               AMPLIFIER_TYPES, AMPLIFIER_TYPE_DOCS);
@@ -165,7 +163,7 @@ void defineEnums(py::module_& module) {
     defineEnum<BoardStatus>(module, "BoardStatus",
                             "Enumeration of board status, as reported by "
                             ":func:`Generator.getBoardStatus()`.",
-                            BOARD_STATUSES, BOARD_STATUS_DOCS);
+                            BOARD_STATUSES, BOARD_STATUS_DOCS, py::arithmetic());
     defineEnum<Peripheral>(module, "Peripheral",
                            "Peripheral that can be activated/deactivated on demand.", PERIPHERALS,
                            PERIPHERAL_DOCS);

@@ -61,8 +61,9 @@ Value checkedValue(PyObject* number, std::size_t index, const char* subject) {
 template <class Value>
 std::vector<Value> toArray(const py::list& list, unsigned room, const char* subject) {
     const Py_ssize_t size = PyObject_Size(list.ptr());
-    if (size < 0) {
-        throw py::error_already_set();
+    if (size < 0) { // a list of the caller's own kind, whose length fails
+        PyErr_Clear();
+        py::pybind11_fail("Unable to compute length of object");
     }
     if (size == 0) {
         FUS_THROW_MSG(ERR_ARGUMENT, "The given list is empty.");
@@ -206,7 +207,7 @@ void definePhaseShot(py::module_& module) {
         .def(
             "__eq__",
             [](const PyPhaseShot& self, const PyPhaseShot& other) { return self == other; },
-            py::is_operator());
+            py::is_operator(), "Tells if all timings and values are the same.");
     definePhases(shot);
     defineFrequencies(shot);
     defineAmplitudes(shot);

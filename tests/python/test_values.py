@@ -143,13 +143,21 @@ class Enumerations(unittest.TestCase):
         flags = KORVANE.ExecFlag
         self.assertEqual(9, flags.KEEP_PHASE_COUNTER | flags.ADD_BOARD_MEASURES)
 
+    def test_of_bits_can_be_looked_for_in_a_status(self):
+        bits = KORVANE.BoardStatus
+        self.assertEqual([0, 2, 4], [6 & bit for bit in (bits.RESETED, bits.CRC,
+                                                         bits.POWER_SUPPLY)])
+        self.assertEqual(2, bits.CRC)
+
 
 class Documentation(unittest.TestCase):
 
     def test_stands_at_every_public_method_and_attribute(self):
         for kind in module_classes():
             for name, member in vars(kind).items():
-                if name.startswith("_") or hasattr(kind, "__members__"):
+                operator = name in ("__init__", "__eq__", "__ne__", "__lt__", "__str__", "__len__",
+                                    "__getitem__", "__setitem__")
+                if name.startswith("_") and not operator or hasattr(kind, "__members__"):
                     continue
                 if kind is KORVANE.FUSException or name.startswith("REBOOT_"):
                     continue    # made from plain source; documented where help() doesn't look
@@ -368,6 +376,15 @@ class Shots(KorvaneTest):
                 case.set_all(shot, [0, 0, 0, 0])
             with self.assertRaisesRegex(IndexError, r"^Too many items in the list\.$"):
                 case.set_all(KORVANE.PhaseShot(), [0])
+
+    def test_refuse_a_list_whose_length_fails(self):
+        class Lengthless(list):
+            def __len__(self):
+                raise KeyError("no length")
+
+        for case, shot in self.arrays():
+            with self.assertRaisesRegex(RuntimeError, "^Unable to compute length of object$"):
+                case.set_all(shot, Lengthless([1]))
 
     def test_name_the_place_of_a_value_that_is_out_of_range(self):
         for case, shot in self.arrays(1, 2, 3):
