@@ -115,6 +115,23 @@ void defineBuildInformation(py::module_& module) {
                "Returns the compilation date and time as a standard timestamp (int).");
 }
 
+void* refuseUnmadeObject(std::size_t /*size*/) {
+    throw py::type_error("__init__() must be called first");
+}
+
+// A method that is called before `__init__` has run would get memory with nothing in it.
+void refuseUnmadeObjects(const py::module_& module) {
+    for (const auto& entry : py::dict(module.attr("__dict__"))) {
+        if (!PyType_Check(entry.second.ptr())) {
+            continue;
+        }
+        auto* const type = reinterpret_cast<PyTypeObject*>(entry.second.ptr());
+        if (auto* const info = py::detail::get_type_info(type)) {
+            info->operator_new = &refuseUnmadeObject;
+        }
+    }
+}
+
 } // namespace
 
 py::str toStr(const char* text) {
@@ -165,5 +182,6 @@ PYBIND11_MODULE(KORVANE, module) {
     defineListener(module);
     defineGenerator(module);
     defineResults(module);
+    refuseUnmadeObjects(module);
     guardInterpreterExit();
 }

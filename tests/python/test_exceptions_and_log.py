@@ -215,6 +215,29 @@ class FUSObjects(unittest.TestCase):
             """)
         self.assertEqual((0, "10\n"), (code, output), errors)
 
+    def test_can_not_be_used_before_they_are_initialised_nor_can_any_other(self):
+        code, output, errors = run_script("""
+            import KORVANE
+            class Early(KORVANE.FUS):
+                def __init__(self):
+                    self.isConnected()
+                    super(Early, self).__init__()
+            def unmade(kind):
+                return kind.__new__(kind)
+            uses = [Early, lambda: unmade(KORVANE.FUS).gen,
+                    lambda: unmade(KORVANE.ChannelMask).size(),
+                    lambda: KORVANE.ChannelMask("1") == unmade(KORVANE.ChannelMask),
+                    lambda: KORVANE.FUS().registerListener(unmade(KORVANE.FUSListener)),
+                    lambda: int(unmade(KORVANE.BoardType))]
+            for use in uses:
+                try:
+                    print(use())
+                except TypeError as error:
+                    print(error)
+            """)
+        self.assertEqual(0, code, errors)
+        self.assertEqual(["__init__() must be called first"] * 6, output.splitlines())
+
     def test_have_constants_that_can_not_be_changed(self):
         self.assertEqual((9000, 9001), (KORVANE.FUS.REBOOT_ALL, KORVANE.FUS.REBOOT_SLAVES))
         with self.assertRaises(AttributeError):
