@@ -29,7 +29,10 @@ public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-                m_times[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+                // what runs on one thread alone is measured by its own time, whoever else is busy
+                m_times[run.run_name.function_name].push_back(run.run_name.time_type.empty()
+                                                                  ? run.GetAdjustedCPUTime()
+                                                                  : run.GetAdjustedRealTime());
             }
         }
         ConsoleReporter::ReportRuns(runs);

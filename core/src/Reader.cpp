@@ -187,6 +187,7 @@ bool Connection::Reader::store(const Header& header, Payload payload) {
     MutexLocker lock(m_inboxMutex);
     const unsigned size = payload.size;
     m_inbox.emplace(std::make_pair(header.id, header.type), std::move(payload));
+    ++m_arrivals;
     FUS_LOG(DEBUG, "    Adding packet to inbox (id=%d, type=%s(0x%X), size=%u), inbox after=%u",
             static_cast<int>(header.id), answerName(header.type),
             static_cast<unsigned>(header.type), size, static_cast<unsigned>(m_inbox.size()));

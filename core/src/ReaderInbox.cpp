@@ -8,7 +8,9 @@
 #include "fus/P_NetPacket.h"
 #include "fus/P_Upcalls.h"
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 namespace fus {
 
@@ -17,6 +19,7 @@ using namespace gprotocol;
 namespace {
 
 constexpr unsigned ERROR_TEXT_OFFSET = 2;
+constexpr std::chrono::microseconds SPIN_TIME{50};
 
 [[noreturn]] void logAndThrow(const FUSException& error) {
     FUS_LOG(EXCEPTION, "%s: %s", FUSException::FUSErrorName(error.errorCode()), error.message());
@@ -130,8 +133,9 @@ bool Connection::Reader::readAnswer(unsigned id, unsigned short expectedType,
 
 bool Connection::Reader::awaitAnswer(unsigned id, unsigned short expectedType, unsigned timeoutMs,
                                      Answer& answer) {
-    MutexLocker lock(m_inboxMutex);
     const Timer timer;
+    spinForAnswer(id);
+    MutexLocker lock(m_inboxMutex);
     const unsigned limit = timeoutMs == TIMEOUT_DEFAULT ? g_defaultAnswerTimeout.load() : timeoutMs;
     while (!isStopRequested() && !m_closed) {
         if (takeAnswer(id, answer)) {
@@ -150,6 +154,31 @@ bool Connection::Reader::awaitAnswer(unsigned id, unsigned short expectedType, u
             answerName(expectedType), static_cast<unsigned>(expectedType),
             static_cast<unsigned>(m_inbox.size()));
     return false;
+}
+
+// A generator answers most commands within tens of microseconds, and a sleep and a wake-up cost as
+// much again. So before it sleeps, the caller looks for an arrival for that long, and lets others
+// run between the looks.
+void Connection::Reader::spinForAnswer(unsigned id) const {
+    unsigned seen = 0;
+    {
+        MutexLocker lock(m_inboxMutex);
+        if (hasAnswer(id)) {
+            return;
+        }
+        seen = m_arrivals;
+    }
+    const auto end = std::chrono::steady_clock::now() + SPIN_TIME;
+    while (m_arrivals == seen && !m_closed && !isStopRequested() &&
+           std::chrono::steady_clock::now() < end) {
+        std::this_thread::yield();
+    }
+}
+
+// The inbox mutex is held.
+bool Connection::Reader::hasAnswer(unsigned id) const {
+    const auto found = m_inbox.lower_bound({id, 0});
+    return found != m_inbox.end() && found->first.first == id;
 }
 
 // The inbox mutex is held. Takes the first answer of this id, whatever its type.
@@ -188,11 +217,7 @@ void Connection::Reader::throwErrorInfo(Payload payload) const {
 
 bool Connection::Reader::checkAnswer(unsigned id, unsigned short expectedType) {
     MutexLocker lock(m_inboxMutex);
-    if (expectedType != ANSWER_ANY) {
-        return m_inbox.count({id, expectedType}) != 0;
-    }
-    const auto found = m_inbox.lower_bound({id, 0});
-    return found != m_inbox.end() && found->first.first == id;
+    return expectedType == ANSWER_ANY ? hasAnswer(id) : m_inbox.count({id, expectedType}) != 0;
 }
 
 void Connection::Reader::logInbox() {

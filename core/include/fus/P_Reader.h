@@ -84,6 +84,8 @@ private:
     bool writePacket(unsigned id, unsigned short type, const void* payload, unsigned size);
     [[noreturn]] void writeFailed();
     bool awaitAnswer(unsigned id, unsigned short expectedType, unsigned timeoutMs, Answer& answer);
+    void spinForAnswer(unsigned id) const;
+    bool hasAnswer(unsigned id) const;
     bool takeAnswer(unsigned id, Answer& answer);
     [[noreturn]] void throwErrorText(Payload payload) const;
     [[noreturn]] void throwErrorInfo(Payload payload) const;
@@ -99,10 +101,11 @@ private:
     std::uint32_t m_nextId = 1; // guarded by m_socketMutex
 
     // guarded by m_inboxMutex
-    Mutex m_inboxMutex;
+    mutable Mutex m_inboxMutex;
     Condition m_inboxCondition;
     Inbox m_inbox;
 
+    std::atomic<unsigned> m_arrivals{0}; // in the inbox, ever; wraps
     std::atomic<bool> m_closed{false};
 };
 
