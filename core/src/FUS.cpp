@@ -67,7 +67,9 @@ FUS& FUS::getInstance() {
     return instance;
 }
 
-bool FUS::isInitialized() { return g_initCounter > 0; }
+bool FUS::isInitialized() {
+    return g_initCounter > 0;
+}
 
 FUS::FUS() : m_private(std::make_unique<Private>()) {}
 
@@ -100,11 +102,17 @@ bool FUS::connect(const char* host, unsigned short port, unsigned timeoutMs) {
     return m_private->connect(host, port, timeoutMs);
 }
 
-void FUS::disconnect() { m_private->disconnectSocket(ConnectEvent::REASON_USER_REQUEST); }
+void FUS::disconnect() {
+    m_private->disconnectSocket(ConnectEvent::REASON_USER_REQUEST);
+}
 
-bool FUS::isConnected() const { return m_private->isConnected(); }
+bool FUS::isConnected() const {
+    return m_private->isConnected();
+}
 
-Generator& FUS::getGenerator() { return m_private->generator(); }
+Generator& FUS::getGenerator() {
+    return m_private->generator();
+}
 
 unsigned FUS::getTotalSent() const {
     const auto connection = m_private->connection();
@@ -116,7 +124,9 @@ unsigned FUS::getTotalReceived() const {
     return connection ? connection->totalReceived() : 0;
 }
 
-unsigned FUS::getDefaultAnswerTimeout() const { return g_defaultAnswerTimeout; }
+unsigned FUS::getDefaultAnswerTimeout() const {
+    return g_defaultAnswerTimeout;
+}
 
 bool FUS::setDefaultAnswerTimeout(unsigned ms) {
     if (ms == TIMEOUT_INFINITE) {
@@ -137,7 +147,9 @@ void FUS::setSecureMode(bool on) {
     }
 }
 
-bool FUS::isInSecureMode() const { return m_private->generator().isInSecureMode(); }
+bool FUS::isInSecureMode() const {
+    return m_private->generator().isInSecureMode();
+}
 
 const char* FUS::getInitString() const {
     const auto connection = m_private->connection();
@@ -209,7 +221,9 @@ unsigned FUS::unregisterListener(FUSListener* listener) {
     return sender ? sender->unregisterListener(listener) : 0;
 }
 
-void FUS::clearListeners() { m_private->clearListeners(); }
+void FUS::clearListeners() {
+    m_private->clearListeners();
+}
 
 std::shared_ptr<Connection> FUSAccess::getConnection(FUS& fus) {
     return fus.m_private->getConnection();
@@ -227,7 +241,9 @@ unsigned FUSAccess::protocolVersion(const FUS& fus) {
     return getConstConnection(fus)->config().protocolNumber();
 }
 
-void FUSAccess::disconnectSocket(FUS& fus, int reason) { fus.m_private->disconnectSocket(reason); }
+void FUSAccess::disconnectSocket(FUS& fus, int reason) {
+    fus.m_private->disconnectSocket(reason);
+}
 
 void FUSAccess::notifyListeners(FUS& fus, FUSEvent* event) {
     fus.m_private->notifyListeners(event);
@@ -238,6 +254,8 @@ bool FUSAccess::waitForListeners(FUS& fus, unsigned timeoutMs) {
     return !sender || sender->waitIdle(timeoutMs);
 }
 
-void FUSAccess::abandonEventSender(FUS& fus) { fus.m_private->abandonEventSender(); }
+void FUSAccess::abandonEventSender(FUS& fus) {
+    fus.m_private->abandonEventSender();
+}
 
 } // namespace fus

@@ -14,7 +14,8 @@ namespace {
 constexpr unsigned SENDER_END_PAUSE = 220; // [ms]
 
 // A step of a disconnect that fails must not keep the later ones from being taken.
-template <class Step> void quietly(Step step) {
+template <class Step>
+void quietly(Step step) {
     try {
         step();
     } catch (...) {
@@ -31,7 +32,9 @@ FUS::Private::Private() : m_generator(*this) {
     m_eventSender->start();
 }
 
-FUS::Private::~Private() { installUpcalls(nullptr); }
+FUS::Private::~Private() {
+    installUpcalls(nullptr);
+}
 
 std::shared_ptr<Connection> FUS::Private::connection() const {
     const std::lock_guard<std::mutex> lock(m_linkMutex);
@@ -85,7 +88,9 @@ void FUS::Private::clearListeners() {
     }
 }
 
-bool FUS::Private::isConnected() const { return connection() != nullptr; }
+bool FUS::Private::isConnected() const {
+    return connection() != nullptr;
+}
 
 std::shared_ptr<Connection> FUS::Private::getConnection() {
     auto connection = this->connection();
