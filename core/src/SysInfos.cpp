@@ -8,13 +8,13 @@
 namespace fus::sysinfos {
 
 unsigned CPUCores() {
-    static const unsigned CORES = platform::cpuCount();
-    return CORES;
+    static const unsigned cores = platform::cpuCount();
+    return cores;
 }
 
 std::size_t RAMTotal() {
-    static const std::size_t TOTAL = platform::memoryTotal();
-    return TOTAL;
+    static const std::size_t total = platform::memoryTotal();
+    return total;
 }
 
 std::size_t RAMFree() {
@@ -30,18 +30,18 @@ const char* OSTypeStr() {
 }
 
 bool is64bitsOS() {
-    static const bool IS_64_BITS = platform::is64Bit();
-    return IS_64_BITS;
+    static const bool is64Bits = platform::is64Bit();
+    return is64Bits;
 }
 
 const char* OSName() {
     using Buffer = std::array<char, 200>;
-    static const Buffer NAME = [] {
+    static const Buffer name = [] {
         Buffer buffer = {};
         std::snprintf(buffer.data(), buffer.size(), "%s", platform::systemName().c_str());
         return buffer;
     }();
-    return NAME.data();
+    return name.data();
 }
 
 } // namespace fus::sysinfos
