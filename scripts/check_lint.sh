@@ -14,6 +14,6 @@ if run-clang-tidy -quiet -j "$(nproc)" -p build/release -extra-arg=-w \
         "$PWD/(core|simulator)/.*\.cpp" >"$log" 2>/dev/null; then
     echo "clang-tidy has nothing to say."
 else
-    grep -v '^clang-tidy' "$log" | grep -v '^$' || true
+    sed 's/\x1b\[[0-9;]*m//g' "$log" | grep -v -e '^clang-tidy' -e '^$' || true
     exit 1
 fi
