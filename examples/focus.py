@@ -87,7 +87,7 @@ def read_focal_points(path):
                 text = ",".join(row).strip()
                 if not text or text.startswith("#"):
                     continue
-                if not points and [cell.strip() for cell in row[:3]] == ["x", "y", "z"]:
+                if not points and [cell.strip().lower() for cell in row[:3]] == ["x", "y", "z"]:
                     continue
                 points.append(focal_point(row, "%s, line %d" % (path, rows.line_num)))
         except csv.Error as error:
@@ -142,6 +142,11 @@ def build_trajectory(gen, points, frequency_hz, speed_m_s, pause_ms):
 
 # --- the results ---------------------------------------------------------------------------------
 
+def padded(number, largest):
+    """The number with as many blanks in front as the columns need to stay aligned."""
+    return str(number).rjust(len(str(largest)))
+
+
 class ShotPrinter(KORVANE.FUSListener):
     """Prints one line per shot, and keeps what the summary needs.
 
@@ -155,6 +160,7 @@ class ShotPrinter(KORVANE.FUSListener):
         self.executions = executions
         self.measures = measures        # names, in the order of the shot results
         self.total_s = total_s
+        self.all_shots = len(points) * executions
         self.ended = threading.Event()
         self.failure = None
         self.shots = 0
@@ -175,20 +181,22 @@ class ShotPrinter(KORVANE.FUSListener):
         self.shots += 1
         self.emitted_us += shotResult.duration()
         self.largest_gap_us = max(self.largest_gap_us, abs(shotResult.totalGap()))
-        left = len(self.points) * self.executions - self.shots
-        print("execution %d/%d  shot %2d/%d  (%5.1f, %5.1f, %5.1f) mm  %6.2f ms  %3.0f %%  %s  "
-              "%d left, %.1f s"
-              % (shotResult.execIndex() + 1, self.executions,
-                 shotResult.shotIndex() + 1, len(self.points), point.x, point.y, point.z,
+        left = self.all_shots - self.shots
+        print("execution %s/%d  shot %s/%d  (%5.1f, %5.1f, %5.1f) mm  %6.2f ms  %3.0f %%  %s  "
+              "%s left, %.1f s"
+              % (padded(shotResult.execIndex() + 1, self.executions), self.executions,
+                 padded(shotResult.shotIndex() + 1, len(self.points)), len(self.points),
+                 point.x, point.y, point.z,
                  shotResult.duration() / 1000.0, point.amplitude_percent,
                  "  ".join("%s %5.1f" % pair for pair in zip(self.measures, means)),
-                 left, self.total_s * left / (len(self.points) * self.executions)), flush=True)
+                 padded(left, self.all_shots), self.total_s * left / self.all_shots), flush=True)
 
     def onExecResult(self, execResult):
-        if execResult.isError():
-            self.failure = "%s %s" % (execResult.statusName(), execResult.errorMessage())
-        else:
+        if execResult.status() in (KORVANE.ExecStatus.OK_CONTINUE, KORVANE.ExecStatus.OK_FINISHED):
             self.executed += 1
+        else:
+            self.failure = "%s (%s)" % (execResult.statusName(),
+                                        execResult.errorMessage() or "no message")
         if execResult.isFinished():
             self.ended.set()
 
@@ -201,7 +209,7 @@ class ShotPrinter(KORVANE.FUSListener):
         print()
         print("%d of %d shots in %d of %d executions, %.1f ms of ultrasound, "
               "largest deviation of a shot %d us"
-              % (self.shots, len(self.points) * self.executions, self.executed, self.executions,
+              % (self.shots, self.all_shots, self.executed, self.executions,
                  self.emitted_us / 1000.0, self.largest_gap_us))
         if self.shots:
             print("mean raw measures over all shots and channels: "
@@ -302,7 +310,8 @@ def main():
         print("Connecting to %s, port %d ..." % (options.host, options.port), flush=True)
         if not fus.connect(options.host, options.port):
             print("No generator answered at %s, port %d. Is it switched on, is the address right, "
-                  "and does a firewall let echo requests (ping) and the port through?\n"
+                  "is it free of other clients, and does a firewall let echo requests (ping) and "
+                  "the port through?\n"
                   "%s how far it got."
                   % (options.host, options.port,
                      options.log + " tells" if options.log else "The lines above tell"),
@@ -310,7 +319,7 @@ def main():
             return 1
         return shoot(fus, points, options)
     except KORVANE.FUSException as error:
-        print("The generator can't do that: %s" % error.message(), file=sys.stderr)
+        print("It failed: %s" % error.message(), file=sys.stderr)
         return 1
     except KeyboardInterrupt:
         print("\nInterrupted.", file=sys.stderr)

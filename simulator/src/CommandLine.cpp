@@ -123,8 +123,9 @@ std::string CommandLine::helpText() {
             std::string(row.name) + (row.value ? " " : "") + (row.value ? row.value : "");
         text += formatted("  %-30s %s\n", name.c_str(), row.help);
     }
-    text += "\nFaults (a type is a number or a name such as CMD_TRAJ_EXEC_V3 or ANSWER_EXEC_ASYNC;"
-            "\nnth counts from 1, without it each one is struck):\n";
+    text +=
+        "\nFaults (a type is a number or a name such as CMD_TRAJ_EXEC_V3 or ANSWER_EXEC_ASYNC;"
+        "\nnth counts from 1, without it each one is struck; execution and shot count from 0):\n";
     return text + Fault::help();
 }
 

@@ -379,7 +379,7 @@ Description Description::fromFile(const std::string& fileName) {
     std::ifstream file(fileName, std::ios::binary);
     std::ostringstream text;
     if (!file || !(text << file.rdbuf())) {
-        fail("can't read it");
+        fail("can't read it, or it is empty");
     }
     return parse(text.str());
 }

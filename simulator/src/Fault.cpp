@@ -56,7 +56,7 @@ constexpr KindRow KINDS[] = {
     {FaultKind::RESULTS_BEFORE_ACK, "results-before-ack", nullptr, false, 0, "",
      "the first result before the acknowledgement"},
     {FaultKind::ANSWER_SILENT, "answer-silent", nullptr, false, 0, "",
-     "stop, close and heart-beat are answered"},
+     "stop, close and heart-beat get an answer, too"},
     {FaultKind::STOP, "stop", nullptr, false, 0, "reason execution shot",
      "executions stop there for this reason"},
     {FaultKind::SHOT_ERROR, "shot-error", nullptr, false, 0, "execution shot text",
@@ -96,6 +96,9 @@ unsigned readType(const std::string& key, const std::string& text) {
     unsigned value = 0;
     if (findName(COMMANDS, text, value) || findName(ANSWERS, text, value)) {
         return value;
+    }
+    if (text.empty() || text[0] < '0' || text[0] > '9') {
+        throw FaultError("'" + key + "' is neither a number nor a known name: '" + text + "'");
     }
     value = readNumber(key, text);
     if (value > 0xFFFF) {
@@ -139,8 +142,11 @@ const KindRow& findKind(const std::string& name) {
 void readPair(const KindRow& row, std::string& list, std::string& key, std::string& value) {
     const std::size_t equals = list.find('=');
     key = list.substr(0, equals);
-    if (equals == std::string::npos || !hasKey(row, key)) {
+    if (!hasKey(row, key)) {
         throw FaultError(std::string("'") + row.name + "' doesn't take '" + key + "'");
+    }
+    if (equals == std::string::npos) {
+        throw FaultError("'" + key + "' needs a value");
     }
     const std::size_t comma = key == "text" ? std::string::npos : list.find(',', equals);
     value = list.substr(equals + 1, comma == std::string::npos ? comma : comma - equals - 1);

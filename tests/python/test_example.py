@@ -4,6 +4,7 @@ import contextlib
 import importlib
 import io
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -53,9 +54,10 @@ class WithAGenerator(Example):
         self.assertEqual((0, ""), (code, errors))
         shots = [line for line in output.splitlines() if line.startswith("execution ")]
         self.assertEqual(27, len(shots))
-        self.assertRegex(shots[0], r"^execution 1/3  shot  1/9  \( -6\.0,   0\.0,   0\.0\) mm +"
+        self.assertRegex(shots[0], r"^execution 1/3  shot 1/9  \( -6\.0,   0\.0,   0\.0\) mm +"
                                    r"10\.00 ms +40 %  vrf .* irf .* pvi .* pvr .* 26 left, ")
-        self.assertRegex(shots[26], r"^execution 3/3  shot  9/9 .* 0 left, 0\.0 s$")
+        self.assertRegex(shots[26], r"^execution 3/3  shot 9/9 .*  0 left, 0\.0 s$")
+        self.assertEqual(1, len(set(map(len, shots))), "the columns are not aligned")
         self.assertIn("27 of 27 shots in 3 of 3 executions, 277.5 ms of ultrasound", output)
 
     def test_takes_points_and_executions_of_ones_own(self):
@@ -77,22 +79,27 @@ class WithAGenerator(Example):
         with Simulator() as simulator:
             process = self.start(HOST, simulator.port, "--executions", 10000)
             lines = [process.stdout.readline() for _ in range(8)]
-            self.assertTrue(lines[-1].startswith("execution 1/10000 "), lines)
+            self.assertTrue(lines[-1].startswith("execution     1/10000 "), lines)
             process.send_signal(signal.SIGINT)
             output, errors = process.communicate(timeout=PATIENCE_S)
             self.assertEqual(130, process.returncode, errors)
             self.assertNotIn("Traceback", errors)
             self.assertIn("\nStopping.\n", output)
-            self.assertRegex(output, r"\n\d+ of 90000 shots in \d+ of 10000 executions, ")
+            shots, executions = map(int, re.search(
+                r"\n(\d+) of 90000 shots in (\d+) of 10000 executions, ", output).groups())
+            self.assertEqual(shots // 9, executions)    # the one that was stopped doesn't count
             # the generator is free for the next one at once
             self.assertEqual(0, self.run_example(HOST, simulator.port)[0])
 
     def test_tells_what_stopped_the_generator(self):
-        with Simulator("--fault", "stop:reason=amplifier-temp,execution=1,shot=4") as simulator:
-            code, output, errors = self.run_example(HOST, simulator.port)
-        self.assertEqual(1, code)
-        self.assertRegex(errors, "It stopped early: EXEC_STOP_AMPLIFIER_TEMP .*temperature")
-        self.assertIn("13 of 27 shots in 1 of 3 executions", output)
+        for reason, text in [("amplifier-temp", "EXEC_STOP_AMPLIFIER_TEMP .*temperature"),
+                             ("user", "EXEC_STOP_BY_USER .*by the user")]:
+            fault = "stop:reason=%s,execution=1,shot=4" % reason
+            with self.subTest(reason=reason), Simulator("--fault", fault) as simulator:
+                code, output, errors = self.run_example(HOST, simulator.port)
+                self.assertEqual(1, code)
+                self.assertRegex(errors, "It stopped early: " + text)
+                self.assertIn("13 of 27 shots in 1 of 3 executions", output)
 
     def test_tells_when_the_link_breaks(self):
         simulator = Simulator()
