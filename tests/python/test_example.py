@@ -87,7 +87,7 @@ class WithAGenerator(Example):
             self.assertIn("\nStopping.\n", output)
             shots, executions = map(int, re.search(
                 r"\n(\d+) of 90000 shots in (\d+) of 10000 executions, ", output).groups())
-            self.assertEqual(shots // 9, executions)    # the one that was stopped doesn't count
+            self.assertLessEqual(executions, shots // 9)    # not the one that was stopped
             # the generator is free for the next one at once
             self.assertEqual(0, self.run_example(HOST, simulator.port)[0])
 
