@@ -17,7 +17,7 @@ FLOORS = [
         platform icmpPacket posix
     """),
     ("runtime", """
-        BuildInfo Export FUSException FloatArray HardwareCode LocalTime Log LogFormat LogMacros
+        BuildInfo Export FUSException FloatArray FloatToWord HardwareCode LocalTime Log LogFormat LogMacros
         MProtocol Mask1D Message PrivateLog SysInfos TextCursor Thread Utilities Version
         mprotocol
     """),
@@ -28,7 +28,8 @@ FLOORS = [
         ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
     """),
     ("description", """
-        Board GeneratorConfig GeneratorConfigTables Measure PrivateBoard PrivateMeasure
+        Board GeneratorConfig GeneratorConfigTables GeneratorSettingsTables Measure PrivateBoard
+        PrivateMeasure
     """),
     ("results and events", """
         AutoCloseConnectionEvent EventSender ExecResult FUSEvent FUSListener ShotResult
@@ -37,8 +38,8 @@ FLOORS = [
         Connection Reader Upcalls
     """),
     ("shooting", """
-        ElectronicTrajectory Generator GeneratorLimits GeneratorPrivate PhaseShot TimeSlicer
-        TrajectoryBufferInfo TrajectoryUpload
+        ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate
+        PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

@@ -4,6 +4,7 @@
 #include "fus/P_Connection.h"
 
 #include "fus/FloatArray.h"
+#include "fus/P_FloatToWord.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_LogMacros.h"
 #include "fus/P_NetPacket.h"
@@ -33,15 +34,6 @@ NetPacket littleEndian(unsigned size) {
     NetPacket packet(size);
     packet.setByteOrder(NetPacket::LITTLE);
     return packet;
-}
-
-// Toward zero, in 32 bits; what an integer can't hold is 0.
-unsigned truncated(float value) {
-    constexpr float LIMIT = 4294967296.0F;
-    if (!(value > -LIMIT && value < LIMIT)) {
-        return 0;
-    }
-    return static_cast<unsigned>(static_cast<long long>(value));
 }
 
 // Bytes that the raw values of all measures take.
@@ -287,7 +279,7 @@ void Connection::setAllBoardsThreshold(unsigned hwid, unsigned measure, bool upp
         if (!adcOnly) {
             value = evaluatePolynomial(measureAt(hwid, measure).UnitToADC, value);
         }
-        setBoardThreshold(hwid, address, measure, upper, truncated(value));
+        setBoardThreshold(hwid, address, measure, upper, floatToWord(value));
     });
 }
 

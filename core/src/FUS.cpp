@@ -211,14 +211,11 @@ GenType FUS::simulatorType() const {
 }
 
 void FUS::registerListener(FUSListener* listener) {
-    if (const auto sender = m_private->eventSender()) {
-        sender->registerListener(listener);
-    }
+    m_private->registerListener(listener);
 }
 
 unsigned FUS::unregisterListener(FUSListener* listener) {
-    const auto sender = m_private->eventSender();
-    return sender ? sender->unregisterListener(listener) : 0;
+    return m_private->unregisterListener(listener);
 }
 
 void FUS::clearListeners() {

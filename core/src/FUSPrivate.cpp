@@ -108,6 +108,17 @@ void FUS::Private::notifyListeners(FUSEvent* event) {
     }
 }
 
+void FUS::Private::registerListener(FUSListener* listener) {
+    if (const auto sender = eventSender()) {
+        sender->registerListener(listener);
+    }
+}
+
+unsigned FUS::Private::unregisterListener(FUSListener* listener) {
+    const auto sender = eventSender();
+    return sender ? sender->unregisterListener(listener) : 0;
+}
+
 void FUS::Private::handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) {
     m_generator.handleAsyncAnswer(id, type, packet);
 }

@@ -107,6 +107,14 @@ enum ExecFlag : std::uint32_t {
     EXEC_FLAG_OMIT_ALL_MEASURES = 64
 };
 
+/// Parts of a generator that can be switched. There are two more, 1 and 3, without a name.
+enum Peripheral : std::uint32_t {
+    PERIPHERAL_POWER_SUPPLY_28V = 0, ///< of the amplifiers; switching it off stops its fan, too
+    PERIPHERAL_SLAVE_BOARDS = 2 ///< off and on resets all slave boards, the mechanical included
+};
+
+inline constexpr std::uint32_t PERIPHERAL_COUNT = 4;
+
 // The tables: name functions, bindings and simulator read these rows.
 
 inline constexpr EnumRow BOARD_TYPES[] = {{BOARD_PROCESSOR, "BOARD_PROCESSOR", "PROCESSOR"},
@@ -171,6 +179,10 @@ inline constexpr EnumRow EXEC_FLAGS[] = {
     {EXEC_FLAG_IGNORE_UNEXP_TRIGGER, "EXEC_FLAG_IGNORE_UNEXP_TRIGGER", "IGNORE_UNEXP_TRIGGER"},
     {EXEC_FLAG_SWITCHABLE, "EXEC_FLAG_SWITCHABLE", "SWITCHABLE"},
     {EXEC_FLAG_OMIT_ALL_MEASURES, "EXEC_FLAG_OMIT_ALL_MEASURES", "OMIT_ALL_MEASURES"}};
+
+inline constexpr EnumRow PERIPHERALS[] = {
+    {PERIPHERAL_POWER_SUPPLY_28V, "PERIPHERAL_POWER_SUPPLY_28V", "POWER_SUPPLY_28V"},
+    {PERIPHERAL_SLAVE_BOARDS, "PERIPHERAL_SLAVE_BOARDS", "SLAVE_BOARDS"}};
 
 // The name functions never return null. A value outside the table is logged at level ERROR and
 // gives the marker told; they may be called on any thread, and the text lives for ever.

@@ -10,6 +10,7 @@ namespace fus {
 class ElectronicTrajectory;
 class FloatArray;
 class GeneratorConfig;
+class Mask1D;
 class NetPacket;
 class TrajectoryBufferInfo;
 class Upcalls;
@@ -137,6 +138,117 @@ public:
     /// The status that the last refresh stored; needs no command.
     unsigned getBoardStatus(gprotocol::BoardType type, unsigned address) const;
 
+    // --- settings and safety ---------------------------------------------------------------------
+    //
+    // What a generator before protocol 3.0 and one since then both have goes to either by its own
+    // way. Arguments are checked before anything is sent. A set that failed with `ERR_TIMEOUT` may
+    // have been done. No lock is taken: everything but `checkWatchdog` may be called while an
+    // execution runs. "Secure" errors come in secure mode only.
+    //
+    // Readings of the older protocols: a value that the generator marks as bad reads -1000. An
+    // answer that isn't the one asked for, or is shorter than it says, is `ERR_PACKET`.
+
+    /// Sets the time within which `sendHeartBeat` must be called again during an execution, or the
+    /// generator stops it with `EXEC_STOP_HEARTBEAT` [us]. 0 turns the protection off; otherwise at
+    /// least 50000 (secure: `ERR_ARGUMENT`). Since protocol 3.0 (secure: `ERR_PROTOCOL`), as are
+    /// the other two.
+    void setHeartBeatTimeout(unsigned timeout_us);
+    unsigned readHeartBeatTimeout();
+    /// Waits for nothing.
+    void sendHeartBeat();
+
+    /// Reads one temperature per amplifier [degrees Celsius], or with `isMax` the thresholds at
+    /// which the generator stops an execution with `EXEC_STOP_AMPLIFIER_TEMP`.
+    ///
+    /// `ERR_NOT_AVAILABLE` where amplifiers don't measure it. `values` gets the size that the
+    /// generator has values for.
+    void readAmplifierTemperatures(FloatArray& values, bool isMax);
+    /// Sets the thresholds: `getAmplifierTemperatureCount()` values of 0 to 256 degrees Celsius
+    /// (secure: `ERR_ARGUMENT`, which names the first value that is out of range). A NaN is in
+    /// range. What the generator's integer can't hold, NaN and infinity among it, is sent as 0 to
+    /// an older generator; one since 3.0 gets the values by the measure's polynomial, cut likewise.
+    void setMaxAmplifierTemperatures(const FloatArray& values);
+
+    /// The same for the input currents of the amplifiers [A]; at a threshold the generator stops
+    /// the execution with `EXEC_STOP_AMPLIFIER_CURRENT`, and disables the board.
+    void readAmplifierCurrents(FloatArray& values, bool isMax);
+    /// `getAmplifierCurrentCount()` values of 0 to 256 A; else as the temperatures.
+    void setMaxAmplifierCurrents(const FloatArray& values);
+
+    /// Before protocol 3.0 only (secure: `ERR_PROTOCOL`), as is the other one.
+    void readMultiplexerValue(unsigned& value);
+    /// `ERR_ARGUMENT` above 255, in any mode.
+    void setMultiplexerValue(unsigned value);
+
+    /// Reads the voltages of the power supplies [V].
+    void readPowerSupplies(FloatArray& values);
+
+    /// The greatest amplitude that trajectory data may hold.
+    void readAmplitudeThreshold(unsigned char& value);
+    /// `ERR_ARGUMENT` above 255, in any mode.
+    void setAmplitudeThreshold(unsigned value);
+    /// The limit of the output current, and so of the emitted power, 0..255.
+    void readOutCurrentThreshold(unsigned char& value);
+    /// `ERR_ARGUMENT` above 255, in any mode.
+    void setOutCurrentThreshold(unsigned value);
+
+    /// Reads which channels can emit: those that were not masked by `setChannelsState`, without the
+    /// ones that the generator shut off by itself. `ERR_PACKET` for another count than
+    /// `getChannelCount()` (secure), and for more than 4096 channels in any mode.
+    void readChannelsState(Mask1D& mask);
+    /// A channel that is false emits nothing in later executions. The only way to mask channels
+    /// since protocol 3.0. `ERR_ARGUMENT` for another size than `getChannelCount()` (secure).
+    void setChannelsState(const Mask1D& mask);
+
+    /// Whether a peripheral is on. `peripheral` is a `gprotocol::Peripheral`, or 1 or 3 for two
+    /// without a name; 4 and above are `ERR_ARGUMENT` (before protocol 3.0 in secure mode only).
+    bool readPeripheralState(unsigned peripheral);
+    void setPeripheralState(unsigned peripheral, bool state);
+
+    /// The time [us] in which every shot rises to, or falls from, the greatest amplitude (255).
+    /// `start` tells the beginning from the end of a shot.
+    unsigned readShotRampDuration(bool start);
+    /// At most `getMaxRampDuration()` (secure: `ERR_ARGUMENT`).
+    void setShotRampDuration(bool start, unsigned duration);
+
+    // The clock and the tolerances exist since protocol 3.0 (`ERR_PROTOCOL` before, secure).
+
+    unsigned readClockFrequency();
+    /// 24000000 or 25000000 Hz (secure: `ERR_ARGUMENT`).
+    void setClockFrequency(unsigned hz);
+
+    /// By how much the times of a shot may miss what was asked for [us]; an execution that exceeds
+    /// it is stopped with an error.
+    unsigned readShootingDurationTolerance();
+    void setShootingDurationTolerance(unsigned tolerance_us);
+    unsigned readTotalShotDurationTolerance();
+    void setTotalShotDurationTolerance(unsigned tolerance_us);
+
+    /// Diagnosis: acts as a pulse at the trigger input. False if there was no answer or an error,
+    /// as when no execution runs, none waits for a trigger, or the pulse fell in a triggered shot.
+    /// Since protocol 3.0 (secure: `ERR_PROTOCOL`).
+    bool simulateTriggerInPulse();
+    /// Diagnosis: has the generator do nothing for this time, not even stop; at most 60000000 us
+    /// (secure: `ERR_ARGUMENT`). `ERR_TIMEOUT` if that is longer than the default answer time-out.
+    /// Since protocol 3.0 (secure: `ERR_PROTOCOL`).
+    void wait(unsigned delay_us);
+
+    /// Tries to run a shot that is too long, all checks of the library and of the generator turned
+    /// off, and tells whether the generator's watchdog cut it. It emits nothing: the amplitude is
+    /// 0. Uses buffer 0, and blocks for as long as the shot takes and half a second.
+    ///
+    /// Afterwards the checks of the generator and secure mode are on, also after an error of the
+    /// upload or of the execution, which make it false. An error in front of these, or when the
+    /// checks are turned on again, is thrown. Any exception but a `FUSException` (no memory) leaves
+    /// the checks and secure mode off. Secure mode is off meanwhile for every thread: no other
+    /// shooting command may run. Since protocol 3.0 (secure: `ERR_PROTOCOL`). Not to be called by a
+    /// listener, as the events that it looks for would wait behind it.
+    bool checkWatchdog();
+
+    /// Switches the main power supply and the switches of every amplifier that the back panel
+    /// didn't disable. Since protocol 3.0 (secure: `ERR_PROTOCOL`).
+    void enableAmplifierPowerSupplies(bool state);
+
 private:
     friend class FUS;
     class Private;
@@ -148,6 +260,7 @@ private:
     bool hasMechanics() const;
     void setSecureMode(bool on);
     bool isInSecureMode() const;
+    bool runTooLongShot(ElectronicTrajectory& trajectory, unsigned duration);
 
     std::unique_ptr<Private> m_private;
 };

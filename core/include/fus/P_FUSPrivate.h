@@ -36,6 +36,8 @@ public:
     void clearListeners();
 
     void notifyListeners(FUSEvent* event) override;
+    void registerListener(FUSListener* listener) override;
+    unsigned unregisterListener(FUSListener* listener) override;
     void disconnectSocket(int reason) override;
     void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) override;
     std::shared_ptr<Connection> getConnection() override;

@@ -3,8 +3,10 @@
 #include "fus/ExecResult.h"
 #include "fus/Generator.h"
 #include "fus/P_Connection.h"
+#include "fus/P_GeneratorSettingsTables.h"
 #include "fus/P_Thread.h"
 #include "fus/P_Upcalls.h"
+#include "fus/P_WatchdogCheckListener.h"
 #include "fus/TrajectoryBufferInfo.h"
 
 #include <atomic>
@@ -129,6 +131,13 @@ public:
     std::shared_ptr<const GeneratorSession> session() const;
     void setSession(std::shared_ptr<const GeneratorSession> session);
 
+    /// The open connection; ERR_PROTOCOL in secure mode before protocol 3.0.
+    std::shared_ptr<Connection> connectionSinceV3() const;
+    unsigned readSetting(Setting setting) const;
+    void writeSetting(Setting setting, unsigned value) const;
+    void readAmplifiers(const AmplifierQuantity& quantity, FloatArray& values, bool isMax) const;
+    void setMaxAmplifiers(const AmplifierQuantity& quantity, const FloatArray& values) const;
+
     void handleShotResult(const AsyncResult& result, const MeasureLayout& layout,
                           NetPacket& packet);
     void handleShotError(const AsyncResult& result, NetPacket& packet);
@@ -150,6 +159,9 @@ public:
 
     // locks itself
     StartsUnderWay startsUnderWay;
+
+    // atomic inside
+    WatchdogCheckListener watchdogListener;
 
 private:
     // guarded by m_sessionMutex, which is held for a copy or a swap only

@@ -6,6 +6,7 @@ namespace fus {
 
 class Connection;
 class FUSEvent;
+class FUSListener;
 class Generator;
 class NetPacket;
 
@@ -19,6 +20,11 @@ public:
     /// Queues an event for the listeners and takes ownership of it. Never waits for a listener.
     /// A null event throws `ERR_ARGUMENT`.
     virtual void notifyListeners(FUSEvent* event) = 0;
+
+    /// Adds or removes a listener; see `FUS::registerListener`. Neither waits for a delivery that
+    /// is under way.
+    virtual void registerListener(FUSListener* listener) = 0;
+    virtual unsigned unregisterListener(FUSListener* listener) = 0;
 
     /// Closes the connection; see `FUS::disconnect`. The caller holds neither the socket mutex nor
     /// the inbox mutex, as closing waits for the reader. Returns at once when a disconnect is
