@@ -28,8 +28,8 @@ FLOORS = [
         ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
     """),
     ("description", """
-        Board GeneratorConfig GeneratorConfigTables GeneratorSettingsTables Measure PrivateBoard
-        PrivateMeasure
+        Board GeneratorConfig GeneratorConfigTables GeneratorDefinition GeneratorSettingsTables
+        Measure PrivateBoard PrivateMeasure
     """),
     ("results and events", """
         AutoCloseConnectionEvent EventSender ExecResult FUSEvent FUSListener ShotResult

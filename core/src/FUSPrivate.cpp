@@ -3,6 +3,7 @@
 #include "fus/FUSEvent.h"
 #include "fus/P_AutoCloseConnectionEvent.h"
 #include "fus/P_Connection.h"
+#include "fus/P_GeneratorDefinition.h"
 #include "fus/P_LogMacros.h"
 #include "fus/Utilities.h"
 
@@ -127,10 +128,14 @@ bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeo
     const std::lock_guard<std::mutex> alone(m_connectMutex);
     disconnectSocket(0);
     waitForDisconnect();
-    if (host == nullptr || *host == '\0' || port == 0) {
+    const auto definition = this->definition(); // the host may be its
+    const bool hasHost = host != nullptr && *host != '\0';
+    if ((!hasHost || port == 0) && !definition->isLoaded()) {
         FUS_LOG(ERROR, "Invalid host address or port");
         return false;
     }
+    host = hasHost ? host : definition->host();
+    port = port != 0 ? port : definition->port();
     FUS_LOG(INFO, "Connecting to (%s @ %d) waiting %u ms", host, port, timeoutMs);
     const auto connection = std::make_shared<Connection>(*this);
     if (!connection->connect(host, port, timeoutMs)) {
@@ -144,6 +149,7 @@ bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeo
         m_connection = connection;
     }
     connection->setSecureMode(m_generator.isInSecureMode());
+    applyDefinition(*connection);
     notifyListeners(new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
     closeIfDead(*connection);
     return true;

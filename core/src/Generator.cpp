@@ -1,5 +1,6 @@
 #include "fus/Generator.h"
 
+#include "fus/P_GeneratorDefinition.h"
 #include "fus/P_GeneratorPrivate.h"
 #include "fus/P_LogMacros.h"
 
@@ -39,10 +40,15 @@ unsigned recordCount(unsigned buffers) {
 MeasureLayout::MeasureLayout(const GeneratorConfig& config)
     : channels(config.getCount(NB_CHANNELS)), boards(config.getCount(NB_ACTIVE_AMPLIFIER_BOARDS)),
       channelBytes(config.getCount(NB_AMPLIFIER_CHANNEL_MEASURES_SIZE)),
-      boardBytes(config.getCount(NB_AMPLIFIER_BOARD_MEASURES_SIZE)) {
+      boardBytes(config.getCount(NB_AMPLIFIER_BOARD_MEASURES_SIZE)),
+      amplifierVersion(config.getVersion(VERSION_AMP_HARDWARE)),
+      channelMeasures(config.getCount(NB_AMPLIFIER_CHANNEL_MEASURES)) {
     if (const PrivateBoardAMP* amplifier = config.firstActiveAmp()) {
         channelSizes = sizesOf(amplifier->channelMeasures);
         boardSizes = sizesOf(amplifier->boardMeasures);
+        for (const auto& measure : amplifier->boardMeasures) {
+            boardPolynomials.push_back(measure->ADCToUnit);
+        }
     }
 }
 
@@ -70,7 +76,8 @@ TrajectoryBufferInfo* GeneratorSession::findExecution(unsigned executionID) cons
 }
 
 Generator::Private::Private(Upcalls& calls)
-    : upcalls(calls), m_session(std::make_shared<const GeneratorSession>()) {}
+    : upcalls(calls), m_session(std::make_shared<const GeneratorSession>()),
+      m_definition(std::make_shared<const GeneratorDefinition>()) {}
 
 unsigned Generator::Private::count(unsigned index) const {
     return upcalls.getConnection()->config().getCount(index);
@@ -85,13 +92,9 @@ std::shared_ptr<const GeneratorSession> Generator::Private::session() const {
     return m_session;
 }
 
-void Generator::Private::setSession(std::shared_ptr<const GeneratorSession> session) {
-    // The old session dies behind the lock, with the argument.
-    const std::lock_guard<std::mutex> lock(m_sessionMutex);
-    m_session.swap(session);
+Generator::Generator(Upcalls& upcalls) : m_private(std::make_unique<Private>(upcalls)) {
+    installConversion();
 }
-
-Generator::Generator(Upcalls& upcalls) : m_private(std::make_unique<Private>(upcalls)) {}
 
 Generator::~Generator() = default;
 

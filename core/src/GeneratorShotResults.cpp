@@ -1,6 +1,7 @@
 #include "fus/Generator.h"
 
 #include "fus/FUSEvent.h"
+#include "fus/P_GeneratorDefinition.h"
 #include "fus/P_GeneratorPrivate.h"
 #include "fus/P_LogMacros.h"
 #include "fus/P_NetPacket.h"
@@ -174,8 +175,8 @@ void Generator::Private::handleShotResult(const AsyncResult& result, const Measu
     const BlockPlan plan = planBlock(result, layout, packet.remaining());
     std::unique_ptr<unsigned char[]> block = decodeBlock(packet, layout, plan);
     auto event = std::make_unique<ShotEvent>(
-        result.id, result.execIndex, result.shot, gprotocol::AMPLIFIER_UNKNOWN, result.duration,
-        result.gap, block.release(), plan.bytes, layout.channels, plan.boards,
+        result.id, result.execIndex, result.shot, conversion().definition->amplifierType(),
+        result.duration, result.gap, block.release(), plan.bytes, layout.channels, plan.boards,
         countOf(layout.channelSizes), countOf(layout.boardSizes), layout.channelSizes.data(),
         layout.boardSizes.data());
     if (FUS_LOG_ENABLED(VERBOSE)) {

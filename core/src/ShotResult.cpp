@@ -42,16 +42,17 @@ float valueOr(const std::vector<float>& values, std::size_t index) {
     return values.empty() ? NOT_CONVERTED : values[index];
 }
 
-void store(std::vector<float>& values, std::size_t count, std::size_t index, float value) {
+float* allocated(std::vector<float>& values, std::size_t count) {
     if (values.empty()) {
         values.assign(count, NOT_CONVERTED); // what a failed conversion leaves out stays so
     }
-    values[index] = value;
+    return values.data();
 }
 
 } // namespace
 
 std::atomic<ShotResult::Converter> ShotResult::s_converter{nullptr};
+std::atomic<float (*)()> ShotResult::s_maxPower{nullptr};
 
 ShotResult::Block::Block(unsigned char* data, unsigned dataSize)
     : bytes(dataSize != 0 ? data : nullptr), size(bytes ? dataSize : 0) {
@@ -160,10 +161,7 @@ unsigned ShotResult::channelRawValue(unsigned channel, unsigned measure) const {
         FUS_THROW(ERR_NOT_AVAILABLE);
     }
     checkChannel(channel, measure);
-    const std::size_t size = m_channelMeasureSizes[measure];
-    const std::size_t block = std::size_t{m_channelMeasureOffsets[measure]} * m_channelCount;
-    return rawValueAt(block + size * channel, m_channelMeasureSizes[measure],
-                      "Unsupported channel measure size.");
+    return rawOfChannel(channel, measure);
 }
 
 unsigned ShotResult::boardRawValue(unsigned board, unsigned measure) const {
@@ -211,21 +209,34 @@ float ShotResult::power(unsigned channel) const {
 
 void ShotResult::setConvertedChannelValue(unsigned channel, unsigned measure, float value) {
     checkChannel(channel, measure);
-    store(m_convertedChannelValues, std::size_t{m_channelCount} * m_channelMeasureCount,
-          std::size_t{m_channelCount} * measure + channel, value);
+    channelValues()[std::size_t{m_channelCount} * measure + channel] = value;
 }
 
 void ShotResult::setConvertedBoardValue(unsigned board, unsigned measure, float value) {
     checkBoard(board, measure);
-    store(m_convertedBoardValues, std::size_t{m_boardCount} * m_boardMeasureCount,
-          std::size_t{m_boardCount} * measure + board, value);
+    float* const values =
+        allocated(m_convertedBoardValues, std::size_t{m_boardCount} * m_boardMeasureCount);
+    values[std::size_t{m_boardCount} * measure + board] = value;
 }
 
 void ShotResult::setComputedPower(unsigned channel, float watts) {
     if (channel >= m_channelCount) {
         FUS_THROW_INDEX("channel", channel, m_channelCount);
     }
-    store(m_powers, m_channelCount, channel, watts);
+    powerValues()[channel] = watts;
+}
+
+float* ShotResult::channelValues() {
+    return allocated(m_convertedChannelValues, std::size_t{m_channelCount} * m_channelMeasureCount);
+}
+
+float* ShotResult::powerValues() {
+    return allocated(m_powers, m_channelCount);
+}
+
+float ShotResult::maxPower() {
+    float (*const watts)() = s_maxPower.load(std::memory_order_acquire);
+    return watts != nullptr ? watts() : 0.0F;
 }
 
 } // namespace fus

@@ -9,6 +9,7 @@
 
 namespace fus {
 
+class FloatArray;
 class FUSListener;
 class Generator;
 
@@ -35,16 +36,19 @@ public:
     /// Connects to a generator: pings it, opens the TCP connection, reads what the generator is,
     /// and from protocol 3.0 on its limits and measures. An open connection is closed first.
     ///
-    /// @param host      name or dotted address
-    /// @param port      usually 1670
+    /// @param host      name or dotted address; null or empty: that of the definition
+    /// @param port      usually 1670; 0: that of the definition
     /// @param timeoutMs bounds the ping, the TCP connect, and every later blocking read and write
     ///                  of the connection, each by itself [ms]
     /// @return false, after log lines that say why, when there is no such generator; true and a
     ///         `ConnectEvent` otherwise
     ///
+    /// At last the clock and the thresholds of the definition are written, if one is loaded.
+    ///
     /// Throws `ERR_CONFIG` when the generator's measures can't be read, `ERR_SOCKET_WRITE` or
     /// `ERR_NOT_CONNECTED` when the link breaks in the middle, and `ERR_SOCKET_OPTION` when the
-    /// system has no socket to give.
+    /// system has no socket to give. When the definition can't be applied, the exception of the
+    /// write that failed comes out, and the connection stays, without a `ConnectEvent`.
     bool connect(const char* host, unsigned short port, unsigned timeoutMs);
 
     /// Stops what runs, closes the connection, and sends a `ConnectEvent` with reason 0. `Board`
@@ -95,6 +99,29 @@ public:
     BoardMOT getBoardMOT() const;
     /// What is connected; `GEN_UNKNOWN` without a connection or before protocol 3.
     gprotocol::GenType simulatorType() const;
+
+    // --- definition: what is connected against what should be (see Generator::loadDefinition) ----
+
+    /// Compares the generator with the definition: channels, measures of a channel, version of the
+    /// amplifiers, and boards of each type. `ERR_NOT_CONNECTED`; `ERR_CONFIG`, whose message says
+    /// what differs, or that there is no definition.
+    void checkConfiguration();
+    /// Counts the voltages [V] that are outside of their ranges, each of which is logged.
+    /// `voltages` are in the order of the power supplies, as `Generator::readPowerSupplies` gives
+    /// them; those without a range, and NaN, are good. 0 if the definition has no ranges.
+    /// `ERR_NOT_CONNECTED`; `ERR_CONFIG` without a definition.
+    unsigned checkVoltages(const FloatArray& voltages);
+    /// Whether the definition has ranges for more than 4 voltages.
+    bool getDefinitionHasVoltage() const;
+    /// Null without a definition. It lives until another one is loaded, or this one cleared.
+    const char* getDefinitionHost() const;
+    unsigned short getDefinitionPort() const;
+    /// Writes the thresholds of the definition into the boards, each within its range of raw
+    /// values. `connect` does it by itself. Not before protocol 3.0, which is logged. What a board
+    /// refuses is passed over, but for the widening of the range that comes first.
+    void applyDefBoardMeasureThresholds();
+    /// Sets the clock of the definition, if it has one; as for the rest.
+    void applyDefClock();
 
     // --- listeners -------------------------------------------------------------------------------
 

@@ -10,8 +10,10 @@ namespace fus {
 class ElectronicTrajectory;
 class FloatArray;
 class GeneratorConfig;
+class GeneratorDefinition;
 class Mask1D;
 class NetPacket;
+class ShotResult;
 class TrajectoryBufferInfo;
 class Upcalls;
 
@@ -70,6 +72,30 @@ public:
     bool hasShotRamp() const;
     /// Whether a connection exists; needs none.
     bool isEnabled() const;
+
+    // --- definition: what the generator of this installation should be; needs no connection ------
+
+    /// Loads the definition that the installer wrote, an INI text. It takes the place of the one
+    /// before, also when it fails: then there is none.
+    ///
+    /// Before a connect it has its full effect: the connect takes host and port from it if none are
+    /// given, and writes its clock and its thresholds. While connected only the polynomials for
+    /// shot results are used; results that arrive meanwhile are converted by the old or by the new
+    /// ones.
+    ///
+    /// @return false, after log lines that say why, for what can't be read or isn't valid. An empty
+    ///         or null argument acts as `clearDefinition`. Never throws.
+    bool loadDefinition(const char* filename);
+    /// The same with the text itself.
+    bool loadDefinitionString(const char* definition);
+    /// Forgets the definition, and ends the conversion of shot results.
+    void clearDefinition();
+    bool isDefinitionLoaded() const;
+    /// Whether shot results get physical values and powers: the amplifiers are those that the
+    /// definition is for, as compared at the last connect, or load while connected.
+    bool isShotResultConversionEnabled() const;
+    /// Greatest power that a channel may emit, as the definition says [W]; 0 without one.
+    float getMaxPower() const;
 
     // --- trajectories ----------------------------------------------------------------------------
 
@@ -257,6 +283,12 @@ private:
 
     void onConnect(const GeneratorConfig& config);
     void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet);
+    /// The definition as it is now: constant, and no longer than it is held.
+    std::shared_ptr<const GeneratorDefinition> getDefinition() const;
+    /// Has every shot result converted as it is built.
+    static void installConversion();
+    /// Fills in physical values and powers. False if it can't, or not all of them. Throws nothing.
+    bool computeResultPowers(ShotResult* result);
     bool hasMechanics() const;
     void setSecureMode(bool on);
     bool isInSecureMode() const;

@@ -8,6 +8,7 @@ namespace fus {
 
 class Connection;
 class FUSEvent;
+class GeneratorDefinition;
 
 /// What only the library, its Python module and its tests may do with `FUS`.
 class FUSAccess {
@@ -18,6 +19,8 @@ public:
     static std::shared_ptr<const Connection> getConstConnection(const FUS& fus);
     /// The protocol number of the connected generator, major * 100 + minor.
     static unsigned protocolVersion(const FUS& fus);
+    /// The definition as it is now; never null.
+    static std::shared_ptr<const GeneratorDefinition> getDefinition(const FUS& fus);
     static void disconnectSocket(FUS& fus, int reason);
     static void notifyListeners(FUS& fus, FUSEvent* event);
     /// Waits until no listener is being called and returns true, or false after the time-out [ms].

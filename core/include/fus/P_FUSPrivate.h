@@ -13,6 +13,8 @@
 namespace fus {
 
 class Connection;
+class FloatArray;
+class GeneratorDefinition;
 
 /// The facade's inside: what it owns, and the calls that come up from the lower floors.
 class FUS::Private final : public Upcalls {
@@ -35,6 +37,12 @@ public:
     void abandonEventSender();
     void clearListeners();
 
+    std::shared_ptr<const GeneratorDefinition> definition() const;
+    void checkConfiguration();
+    unsigned checkVoltages(const FloatArray& voltages);
+    void applyBoardMeasureThresholds();
+    void applyClock();
+
     void notifyListeners(FUSEvent* event) override;
     void registerListener(FUSListener* listener) override;
     unsigned unregisterListener(FUSListener* listener) override;
@@ -45,6 +53,8 @@ public:
     Generator& generator() override { return m_generator; }
 
 private:
+    bool usesNewProtocol();
+    void applyDefinition(const Connection& connection);
     void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
     void closeIfDead(const Connection& connection);
     void autoClose(int reason);

@@ -4,10 +4,12 @@
 #include "fus/Generator.h"
 #include "fus/P_Connection.h"
 #include "fus/P_GeneratorSettingsTables.h"
+#include "fus/P_PrivateMeasure.h"
 #include "fus/P_Thread.h"
 #include "fus/P_Upcalls.h"
 #include "fus/P_WatchdogCheckListener.h"
 #include "fus/TrajectoryBufferInfo.h"
+#include "fus/Version.h"
 
 #include <atomic>
 #include <memory>
@@ -30,6 +32,11 @@ struct MeasureLayout {
     // Bytes of each measure, by the list of the first active amplifier.
     std::vector<unsigned> channelSizes;
     std::vector<unsigned> boardSizes;
+    // What converts the board measures, by the same list.
+    std::vector<Polynomial> boardPolynomials;
+    // What a definition is compared with.
+    Version amplifierVersion;
+    unsigned channelMeasures = 0;
 };
 
 /// What is known for as long as one connection lasts. Constant after construction, but for the
@@ -138,6 +145,19 @@ public:
     void readAmplifiers(const AmplifierQuantity& quantity, FloatArray& values, bool isMax) const;
     void setMaxAmplifiers(const AmplifierQuantity& quantity, const FloatArray& values) const;
 
+    /// What converts a shot result, as of one moment.
+    struct Conversion {
+        std::shared_ptr<const GeneratorSession> session;
+        std::shared_ptr<const GeneratorDefinition> definition;
+        bool enabled;
+    };
+    Conversion conversion() const;
+    /// Puts a definition, good or bad, in the place of the one before; true if it is good.
+    bool takeDefinition(std::shared_ptr<const GeneratorDefinition> definition);
+    void clearDefinition();
+    static bool convertChannels(ShotResult& result, const GeneratorDefinition& definition);
+    static bool convertBoards(ShotResult& result, const MeasureLayout& layout);
+
     void handleShotResult(const AsyncResult& result, const MeasureLayout& layout,
                           NetPacket& packet);
     void handleShotError(const AsyncResult& result, NetPacket& packet);
@@ -164,9 +184,13 @@ public:
     WatchdogCheckListener watchdogListener;
 
 private:
+    void setDefinition(std::shared_ptr<const GeneratorDefinition> definition, bool connected);
+
     // guarded by m_sessionMutex, which is held for a copy or a swap only
     mutable std::mutex m_sessionMutex;
     std::shared_ptr<const GeneratorSession> m_session;
+    std::shared_ptr<const GeneratorDefinition> m_definition;
+    bool m_conversionEnabled = false;
 };
 
 } // namespace fus

@@ -50,6 +50,8 @@ public:
     float boardPhysicalValue(unsigned board, unsigned measure) const;
     /// Emitted power [W]; -1.0 if none was computed.
     float power(unsigned channel) const;
+    /// Greatest power that a channel may emit [W]; see Generator::getMaxPower().
+    static float maxPower();
 
 private:
     friend class Generator;
@@ -93,9 +95,21 @@ private:
     void setConvertedChannelValue(unsigned channel, unsigned measure, float value);
     void setConvertedBoardValue(unsigned board, unsigned measure, float value);
     void setComputedPower(unsigned channel, float watts);
+    // The same for whoever keeps to the counts by himself. The converted values are indexed
+    // channelCount() * measure + channel.
+    unsigned rawOfChannel(unsigned channel, unsigned measure) const {
+        const unsigned size = m_channelMeasureSizes[measure];
+        const std::size_t block = std::size_t{m_channelMeasureOffsets[measure]} * m_channelCount;
+        return rawValueAt(block + std::size_t{size} * channel, size,
+                          "Unsupported channel measure size.");
+    }
+    float* channelValues();
+    float* powerValues();
 
     // Installed by who knows the measures' polynomials; null: nothing is converted.
     static std::atomic<Converter> s_converter;
+    // Installed likewise; null: 0.0.
+    static std::atomic<float (*)()> s_maxPower;
 
     unsigned m_execIndex = 0;
     unsigned m_shotIndex = 0;

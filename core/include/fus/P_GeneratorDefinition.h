@@ -1,0 +1,130 @@
+#pragma once
+
+#include "fus/FloatArray.h"
+#include "fus/GProtocol.h"
+#include "fus/Mask1D.h"
+#include "fus/Version.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace fus {
+
+class Config;
+class ConfigSection;
+
+/// Measures that a channel of an amplifier has, by AmplifierType.
+inline constexpr unsigned EXPECTED_COMPONENTS[gprotocol::AMPLIFIER_COUNT] = {0, 3, 4, 3};
+
+/// "UPB", "SNT", "AMP" and "MOT": what an installer calls the types of boards.
+inline constexpr const char* BOARD_SHORT_NAMES[gprotocol::BOARD_TYPE_COUNT] = {"UPB", "SNT", "AMP",
+                                                                               "MOT"};
+
+/// The generator that an installation is supposed to have, as its installer wrote it down: where it
+/// is, what it is made of, what its voltages and measures may be, and how the raw measures of a
+/// shot become physical values and an emitted power.
+///
+/// Not locked. Shared objects are constant: a load makes a new one that takes the old one's place.
+class GeneratorDefinition {
+public:
+    GeneratorDefinition() = default;
+
+    /// Reads an INI text. False, with nothing kept, after a log line about what is wrong with it.
+    /// Neither this nor the other loads throw, whatever they are given.
+    bool load(std::istream& stream);
+    bool loadFile(const char* filename);
+    bool loadText(const char* text);
+    void clear();
+    /// True only after a complete and valid load.
+    bool isLoaded() const { return loaded; }
+
+    /// Null if there is none; lives as long as the object is neither loaded anew nor destroyed.
+    const char* host() const { return m_generatorHost.empty() ? nullptr : m_generatorHost.c_str(); }
+    std::uint16_t port() const { return m_generatorPort; }
+    std::uint32_t channels() const { return m_channels; }
+    /// Boards of a BoardType; ERR_ARGUMENT above BOARD_MECHANICS.
+    unsigned boardCount(unsigned type) const;
+    const Version& amplifierVersion() const { return m_amplifierVersion; }
+    gprotocol::AmplifierType amplifierType() const { return m_amplifierType; }
+    /// Measures of a channel.
+    std::uint32_t measureCount() const { return m_measureCount; }
+    float maxPower() const { return m_maxPower; } ///< [W]
+    /// Whether the voltages of a whole generator are told: more than 4 of them.
+    bool definesVoltages() const { return hasVoltage; }
+    /// Bounds of the board measures in their units, by measure index; ERR_INDEX for another type.
+    const FloatArray& boardThresholds(gprotocol::BoardType type, bool upper) const;
+    /// Channels in use as the back panel should have them, and where to write them: into the
+    /// generator's memory (BACK_PANEL_RAM), or into its flash too.
+    const Mask1D& backPanelSNT() const { return m_bkpMaskSNT; }
+    const Mask1D& backPanelAMP() const { return m_bkpMaskAMP; }
+    std::uint32_t backPanelStorage() const { return backPanelTarget; }
+    std::uint32_t clockFrequency() const { return clock; } ///< [Hz], 0: not told
+
+    static constexpr std::uint32_t BACK_PANEL_RAM = 0;
+    static constexpr std::uint32_t BACK_PANEL_BOTH = 2;
+
+    /// Counts the voltages that are outside of their ranges, with a log line for each. Values
+    /// without a range, and NaN, are good.
+    unsigned checkVoltages(const FloatArray& values) const;
+
+    /// Turns the raw measures of a channel into physical values, and computes its power [W], -1.0
+    /// for a negative one. A channel of zeroes keeps them, and has the power 0.0. ERR_ARGUMENT for
+    /// another count than `measureCount()`, and where there are no polynomials.
+    ///
+    /// Results are compared bit by bit: the order of the operations is the contract.
+    void convertMeasures(unsigned channel, FloatArray& values, float* power) const;
+    void convertMeasures(unsigned channel, float* values, std::size_t count, float* power) const;
+    /// The power of physical values; `channel` is for the log.
+    float computePower(unsigned channel, const FloatArray& values) const;
+
+private:
+    struct Key;
+    struct Section;
+    struct Requirement;
+
+    /// Values of a function for all raw values of one byte.
+    using ByteTable = std::vector<float>;
+
+    bool read(std::istream& stream);
+    bool readSections(const Config& config);
+    bool readDecoders(const ConfigSection& section);
+    bool meetsRequirements() const;
+    void tabulateDecoders();
+    float decode(std::size_t measure, float raw) const;
+    float cosineOf(float rawPhase, float phase) const;
+    bool isQuiet(const float* values) const;
+    float powerOf(unsigned channel, const float* values, float cosine) const;
+
+    bool loaded = false;
+    std::string m_generatorHost; // empty: none
+    std::uint16_t m_generatorPort = 0;
+    std::uint32_t m_channels = 0;
+    std::array<std::uint32_t, gprotocol::BOARD_TYPE_COUNT> boardCounts{};
+    Version m_amplifierVersion;
+    gprotocol::AmplifierType m_amplifierType{};
+    std::uint32_t m_measureCount = 0;
+    std::vector<FloatArray> m_decoders; // one per measure; the index is the power
+    unsigned char vthreshold = 0;       // raw
+    unsigned char ithreshold = 0;       // raw
+    float m_maxPower = 0.0F;            // [W]
+    float m_onboardLoad = 50.0F;        // [Ohm]
+    bool hasVoltage = false;
+    FloatArray m_minVoltages;
+    FloatArray m_maxVoltages;
+    std::array<FloatArray, gprotocol::BOARD_TYPE_COUNT> m_minBOThresholds;
+    std::array<FloatArray, gprotocol::BOARD_TYPE_COUNT> m_maxBOThresholds;
+    Mask1D m_bkpMaskSNT;
+    Mask1D m_bkpMaskAMP;
+    std::uint32_t backPanelTarget = BACK_PANEL_RAM;
+    std::uint32_t clock = 0; // [Hz]
+
+    // made of the decoders
+    std::vector<ByteTable> m_tables; // empty where a decoder is too long for one
+    ByteTable m_phaseCosines;        // of the values in the phase's table
+};
+
+} // namespace fus
