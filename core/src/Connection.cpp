@@ -196,7 +196,7 @@ unsigned Connection::readGeneratorParameter(unsigned short id) {
     NetPacket payload(2);
     payload.write16(id);
     const auto answer = awaitAnswer(sendCommand(CMD_PARAM_GET, payload), ANSWER_PARAM);
-    if (!answer || answer->read16() != id) {
+    if (!answer || answer->remaining() < 3 || answer->read16() != id) {
         FUS_THROW(ERR_PACKET);
     }
     return answer->read8();

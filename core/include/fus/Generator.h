@@ -190,9 +190,9 @@ public:
     /// generator has values for.
     void readAmplifierTemperatures(FloatArray& values, bool isMax);
     /// Sets the thresholds: `getAmplifierTemperatureCount()` values of 0 to 256 degrees Celsius
-    /// (secure: `ERR_ARGUMENT`, which names the first value that is out of range). A NaN is in
-    /// range. What the generator's integer can't hold, NaN and infinity among it, is sent as 0 to
-    /// an older generator; one since 3.0 gets the values by the measure's polynomial, cut likewise.
+    /// (secure: `ERR_ARGUMENT`, which names the first value that is out of range; a NaN isn't).
+    /// They are sent as integers: cut toward zero, and 0 for what 32 bits can't hold, which
+    /// includes NaN and infinity.
     void setMaxAmplifierTemperatures(const FloatArray& values);
 
     /// The same for the input currents of the amplifiers [A]; at a threshold the generator stops
