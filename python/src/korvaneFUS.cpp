@@ -219,6 +219,7 @@ void defineFUS(py::module_& module) {
     defineLog(fus);
     defineConnection(fus);
     defineDescription(fus);
+    defineHardware(fus);
     defineRawAccess(fus);
 }
 

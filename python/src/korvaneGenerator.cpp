@@ -1,13 +1,10 @@
 // The generator: its enumerations and its commands.
 
+#include "PyGenerator.h"
 #include "PyShots.h"
-#include "korvane.h"
 
 #include "fus/ExecResult.h"
-#include "fus/FloatArray.h"
 #include "fus/Generator.h"
-
-#include <memory>
 
 namespace korvane {
 
@@ -129,11 +126,6 @@ constexpr const char* BOARD_STATUS_DOCS[] = {
     "Invalid state of power supply for this board, only apply to AMP and UPB (for global switch).",
 };
 
-/// What can be switched on demand.
-enum class Peripheral : unsigned { POWER_SUPPLY_28V = 0, SLAVE_BOARDS = 2 };
-
-constexpr Row PERIPHERALS[] = {{0, "POWER_SUPPLY_28V"}, {2, "SLAVE_BOARDS"}};
-
 constexpr const char* PERIPHERAL_DOCS[] = {
     "this is the amplifier power supply, disabling it will also stop its fan and thus reduce the "
     "noise, but it prevents from shooting of course.",
@@ -171,9 +163,6 @@ void defineEnums(py::module_& module) {
 
 // --- commands ------------------------------------------------------------------------------------
 
-using GeneratorClass = py::class_<Generator, std::unique_ptr<Generator, py::nodelete>>;
-
-#define KORVANE_NOT_CONNECTED "\n:raises FUSException: ERR_NOT_CONNECTED if not connected."
 #define KORVANE_MODE ":param mode: a :class:`KORVANE.ElecExecMode`."
 
 void defineCounts(GeneratorClass& gen) {
@@ -278,66 +267,6 @@ void defineExecution(GeneratorClass& gen) {
              "arrives as an :class:`KORVANE.ExecResult`.\n" KORVANE_NOT_CONNECTED);
 }
 
-py::list toList(const fus::FloatArray& values) {
-    py::list list(values.size());
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        list[i] = values.get(i);
-    }
-    return list;
-}
-
-#define KORVANE_BOARD_ARGUMENTS                                                             \
-    ":param boardType: a :class:`KORVANE.BoardType`.\n:param boardAddress: address of the " \
-    "board.\n"
-#define KORVANE_BOARD_ERRORS                                                                    \
-    "\n:raises FUSException: ERR_PROTOCOL with protocol v<3, ERR_ARGUMENT if there is no such " \
-    "board, ERR_TIMEOUT if it does not answer, other codes if it refuses."
-
-void defineBoards(GeneratorClass& gen) {
-    gen.def("readBoardParam", &Generator::readBoardParam, py::arg("boardType"),
-            py::arg("boardAddress"), py::arg("param"),
-            "Reads a parameter of a board.\n\n" KORVANE_BOARD_ARGUMENTS
-            ":param param: number of the parameter.\n:return: its value." KORVANE_BOARD_ERRORS)
-        .def("writeBoardParam", &Generator::writeBoardParam, py::arg("boardType"),
-             py::arg("boardAddress"), py::arg("param"), py::arg("value"),
-             "Writes a parameter of a board.\n\n" KORVANE_BOARD_ARGUMENTS
-             ":param param: number of the parameter.\n:param value: its new "
-             "value." KORVANE_BOARD_ERRORS)
-        .def(
-            "readBoardMeasures",
-            [](Generator& self, BoardType boardType, unsigned boardAddress, bool ADConly) {
-                fus::FloatArray values;
-                self.readBoardMeasures(boardType, boardAddress, values, ADConly);
-                return toList(values);
-            },
-            py::arg("boardType"), py::arg("boardAddress"), py::arg("ADConly"),
-            "Reads all measures of a board.\n\n" KORVANE_BOARD_ARGUMENTS
-            ":param ADConly: True to get raw ADC values, False to convert them using the "
-            "corresponding polynomial.\n:return: a list of floats." KORVANE_BOARD_ERRORS)
-        .def("readBoardThreshold", &Generator::readBoardThreshold, py::arg("boardType"),
-             py::arg("boardAddress"), py::arg("measureIndex"), py::arg("upper"),
-             "Reads a threshold of a board measure.\n\n" KORVANE_BOARD_ARGUMENTS
-             ":param measureIndex: index of the measure.\n:param upperBound: True for the upper "
-             "threshold, False for the lower one.\n:return: the threshold as an ADC "
-             "value." KORVANE_BOARD_ERRORS)
-        .def("setBoardThreshold", &Generator::setBoardThreshold, py::arg("boardType"),
-             py::arg("boardAddress"), py::arg("measureIndex"), py::arg("upper"),
-             py::arg("threshold"),
-             "Changes a threshold of a board measure.\n\n" KORVANE_BOARD_ARGUMENTS
-             ":param measureIndex: index of the measure.\n:param upperBound: True for the upper "
-             "threshold, False for the lower one.\n:param ADCValue: the threshold as an ADC "
-             "value." KORVANE_BOARD_ERRORS)
-        .def("refreshBoardsStatus", &Generator::refreshBoardsStatus,
-             "Asks for the status of all boards, for :func:`Generator.getBoardStatus()`.\n\n"
-             ":return: True if no board has a problem.\n:raises FUSException: ERR_PROTOCOL with "
-             "protocol v<3, ERR_TIMEOUT if the generator does not answer.")
-        .def("getBoardStatus", &Generator::getBoardStatus, py::arg("boardType"),
-             py::arg("boardAddress"),
-             "Returns the status of a board, as last refreshed.\n\n" KORVANE_BOARD_ARGUMENTS
-             ":return: :class:`KORVANE.BoardStatus` bits, 0 if all is well.\n:raises FUSException: "
-             "ERR_PROTOCOL with protocol v<3, ERR_ARGUMENT if there is no such board.");
-}
-
 } // namespace
 
 void defineGenerator(py::module_& module) {
@@ -346,10 +275,12 @@ void defineGenerator(py::module_& module) {
     definePhaseShot(module);
     defineTrajectory(module);
     GeneratorClass gen(module, "Generator", "The generator system (to shoot focused ultrasound).");
+    defineDefinition(gen);
     defineCounts(gen);
     defineTimings(gen);
     defineExecution(gen);
     defineBoards(gen);
+    defineSettings(gen);
 }
 
 } // namespace korvane
