@@ -3,9 +3,9 @@
 
 The script connects to a generator (or to fus-simulator), computes the phases that focus each shot
 of a trajectory on its point, uploads the trajectory, executes it three times, and prints every
-shot result as it comes in.
+shot result as it comes in. With the definition of the installation it tells the emitted power, too.
 
-    python3 focus.py [HOST [PORT]] [--points FILE.csv]
+    python3 focus.py [HOST [PORT]] [--points FILE.csv] [--definition FILE.ini]
 
 Copy it, and put your own transducer and your own points in.
 """
@@ -154,11 +154,12 @@ class ShotPrinter(KORVANE.FUSListener):
     execution is over, when one failed, and when the connection is lost.
     """
 
-    def __init__(self, points, executions, measures, total_s):
+    def __init__(self, points, executions, measures, has_power, total_s):
         super().__init__()
         self.points = points
         self.executions = executions
         self.measures = measures        # names, in the order of the shot results
+        self.has_power = has_power      # whether a definition tells how to compute it
         self.total_s = total_s
         self.all_shots = len(points) * executions
         self.ended = threading.Event()
@@ -167,6 +168,7 @@ class ShotPrinter(KORVANE.FUSListener):
         self.executed = 0
         self.emitted_us = 0
         self.largest_gap_us = 0
+        self.energy_j = 0.0
         self.sums = [0.0] * len(measures)
 
     def onShotResult(self, execID, shotResult):
@@ -181,6 +183,11 @@ class ShotPrinter(KORVANE.FUSListener):
         self.shots += 1
         self.emitted_us += shotResult.duration()
         self.largest_gap_us = max(self.largest_gap_us, abs(shotResult.totalGap()))
+        texts = ["%s %5.1f" % pair for pair in zip(self.measures, means)]
+        if self.has_power:
+            power_w = math.fsum(shotResult.power(c) for c in range(channels))
+            self.energy_j += power_w * shotResult.duration() / 1e6
+            texts.append("%7.1f W" % power_w)
         left = self.all_shots - self.shots
         print("execution %s/%d  shot %s/%d  (%5.1f, %5.1f, %5.1f) mm  %6.2f ms  %3.0f %%  %s  "
               "%s left, %.1f s"
@@ -188,7 +195,7 @@ class ShotPrinter(KORVANE.FUSListener):
                  padded(shotResult.shotIndex() + 1, len(self.points)), len(self.points),
                  point.x, point.y, point.z,
                  shotResult.duration() / 1000.0, point.amplitude_percent,
-                 "  ".join("%s %5.1f" % pair for pair in zip(self.measures, means)),
+                 "  ".join(texts),
                  padded(left, self.all_shots), self.total_s * left / self.all_shots), flush=True)
 
     def onExecResult(self, execResult):
@@ -211,6 +218,9 @@ class ShotPrinter(KORVANE.FUSListener):
               "largest deviation of a shot %d us"
               % (self.shots, self.all_shots, self.executed, self.executions,
                  self.emitted_us / 1000.0, self.largest_gap_us))
+        if self.has_power and self.emitted_us:
+            print("%.2f J emitted, %.1f W on the average of the shooting time"
+                  % (self.energy_j, self.energy_j / (self.emitted_us / 1e6)))
         if self.shots:
             print("mean raw measures over all shots and channels: "
                   + "  ".join("%s %.1f" % (name, total / self.shots)
@@ -236,7 +246,8 @@ def shoot(fus, points, options):
     print("Uploaded %d shots on %d channels; %d executions take about %.1f s.\n"
           % (trajectory.size(), trajectory.activeChannels(), options.executions, total_s))
 
-    printer = ShotPrinter(points, options.executions, measures, total_s)
+    printer = ShotPrinter(points, options.executions, measures,
+                          gen.isShotResultConversionEnabled(), total_s)
     fus.registerListener(printer)
     try:
         gen.executeTrajectory(BUFFER, options.executions, delay_us)
@@ -272,8 +283,10 @@ def stop(gen, printer):
 def parse_arguments():
     here = os.path.dirname(os.path.abspath(__file__))
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("host", nargs="?", default="127.0.0.1", help="the generator's address")
-    parser.add_argument("port", nargs="?", type=int, default=1670, help="usually 1670")
+    parser.add_argument("host", nargs="?", default="", help="the generator's address (127.0.0.1)")
+    parser.add_argument("port", nargs="?", type=int, default=0, help="usually 1670")
+    parser.add_argument("--definition", metavar="FILE",
+                        help="of the installation (INI file): its address is taken unless given")
     parser.add_argument("--points", default=os.path.join(here, "focal_points.csv"),
                         help="CSV file: x, y, z [mm], duration [ms], amplitude [%%]")
     parser.add_argument("--frequency", type=float, default=1.0e6, help="hertz (1000000)")
@@ -282,7 +295,7 @@ def parse_arguments():
     parser.add_argument("--executions", type=int, default=3, help="of the trajectory (3)")
     parser.add_argument("--log", metavar="FILE", help="write the library's log into a file")
     options = parser.parse_args()
-    if not 1 <= options.port <= 65535:
+    if not 0 <= options.port <= 65535:
         parser.error("the port must be 1 to 65535")
     if not 1.0 <= options.frequency <= 4.0e9 or not 1.0 <= options.speed <= 1.0e5:
         parser.error("the frequency must be 1 to 4e9 hertz, the speed of sound 1 to 1e5 m/s")
@@ -306,14 +319,20 @@ def main():
             return 2
         fus.setLogLevel(KORVANE.LogLevel.INFO)
         fus.enableLogStderr(False)
+    if options.definition and not fus.gen.loadDefinition(options.definition):
+        print("The definition %s can't be used; the log tells why." % options.definition,
+              file=sys.stderr)
+        return 2
+    host = options.host or fus.getDefinitionHost() or "127.0.0.1"
+    port = options.port or fus.getDefinitionPort() or 1670
     try:
-        print("Connecting to %s, port %d ..." % (options.host, options.port), flush=True)
-        if not fus.connect(options.host, options.port):
+        print("Connecting to %s, port %d ..." % (host, port), flush=True)
+        if not fus.connect(host, port):
             print("No generator answered at %s, port %d. Is it switched on, is the address right, "
                   "is it free of other clients, and does a firewall let echo requests (ping) and "
                   "the port through?\n"
                   "%s how far it got."
-                  % (options.host, options.port,
+                  % (host, port,
                      options.log + " tells" if options.log else "The lines above tell"),
                   file=sys.stderr)
             return 1

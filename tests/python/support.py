@@ -3,6 +3,7 @@
 import contextlib
 import os
 import re
+import shlex
 import shutil
 import socket
 import subprocess
@@ -18,6 +19,9 @@ import KORVANE
 HERE = os.path.dirname(os.path.abspath(__file__))
 SOURCE_DIR = os.environ.get("FUS_SOURCE_DIR", os.path.dirname(os.path.dirname(HERE)))
 SIMULATOR = os.environ.get("FUS_SIMULATOR")
+# what runs programs of another system, where the tests are of two
+EMULATOR = shlex.split(os.environ.get("FUS_EMULATOR", ""))
+SIMULATOR_COMMAND = [SIMULATOR]
 
 HOST = "127.0.0.1"
 PATIENCE_S = 60.0       # a limit for what must come: only a failure ever waits so long
@@ -45,7 +49,7 @@ class Simulator(object):
     """A simulated generator in a process of its own."""
 
     def __init__(self, *options):
-        self.process = subprocess.Popen([SIMULATOR, "--port", "0"] + list(options),
+        self.process = subprocess.Popen(SIMULATOR_COMMAND + ["--port", "0"] + list(options),
                                         stdout=subprocess.PIPE, universal_newlines=True)
         line = self.process.stdout.readline()
         found = re.match(r"fus-simulator listening on 127\.0\.0\.1:(\d+)$", line.strip())
