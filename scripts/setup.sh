@@ -1,12 +1,17 @@
 #!/usr/bin/env bash
 # Installs the packages that a build needs and this machine lacks; silent where none is missing.
-# With --lint also those of the format and lint checks. For Debian 12, Ubuntu 22.04 and later.
+# With --lint also those of the format and lint checks, with --windows the cross-compiler and Wine.
+# For Debian 12, Ubuntu 22.04 and later.
 set -euo pipefail
 
 packages=(g++ cmake ninja-build python3-dev pybind11-dev libgtest-dev libbenchmark-dev git ccache)
-if [ "${1:-}" = --lint ]; then
-    packages+=(clang-format clang-tidy)
-fi
+for option in "$@"; do
+    case $option in
+        --lint) packages+=(clang-format clang-tidy) ;;
+        --windows) packages+=(g++-mingw-w64-x86-64-posix wine64) ;;
+        *) echo "setup.sh: unknown option '$option'" >&2 && exit 2 ;;
+    esac
+done
 
 if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
     for tool in c++ cmake ninja python3; do
