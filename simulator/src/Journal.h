@@ -1,8 +1,6 @@
 // What happened, for tests to look at and to wait for. Any thread.
 #pragma once
 
-#include "StopReasons.h"
-
 #include "fussim/Records.h"
 
 #include <chrono>
@@ -25,7 +23,7 @@ public:
     void startExecution(const ExecutionRecord& record);
     // Of the execution started last.
     void updateExecution(std::uint32_t executionsDone, std::uint64_t shotsDone);
-    void endExecution(const Alarm& stop);
+    void endExecution(const std::string& stopReason);
     void setTriggerWait(bool waiting);
     std::vector<ExecutionRecord> executions() const;
 

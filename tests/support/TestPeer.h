@@ -33,9 +33,8 @@ struct TestPeer {
         return trajectory.cutShot(index, slicer, maxShots);
     }
 
-    /// Returns the one before.
-    static auto installConverter(void (*converter)(ShotResult&)) {
-        return ShotResult::s_converter.exchange(converter);
+    static void installConverter(void (*converter)(ShotResult&)) {
+        ShotResult::s_converter = converter;
     }
 
     static void setChannelValue(ShotResult& result, unsigned channel, unsigned measure, float v) {
