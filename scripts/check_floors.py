@@ -14,7 +14,7 @@ from source_tree import includes, report, tracked_files
 # The mechanical vocabulary lies below the wire's, because hardware codes name its errors.
 FLOORS = [
     ("platform", """
-        platform icmpPacket posix
+        platform common icmpPacket kernelVersion posix windows windowsHeaders
     """),
     ("runtime", """
         BuildInfo Export FUSException FloatArray FloatToWord HardwareCode LocalTime Log LogFormat LogMacros

@@ -1,6 +1,8 @@
 // What the simulated hardware says no with.
 #pragma once
 
+#include "fus/Export.h"
+
 #include <cstdarg>
 #include <cstdint>
 #include <string>
@@ -35,17 +37,10 @@ struct Refusal {
     std::string text;
 };
 
-#if defined(__GNUC__)
-#define FUSSIM_PRINTF(formatIndex, firstArgument) \
-    __attribute__((format(printf, formatIndex, firstArgument)))
-#else
-#define FUSSIM_PRINTF(formatIndex, firstArgument)
-#endif
-
 [[noreturn]] void refuse(std::uint32_t code, std::uint32_t argument, const char* format, ...)
-    FUSSIM_PRINTF(3, 4);
+    FUS_PRINTF_FORMAT(3, 4);
 
-std::string formatted(const char* format, ...) FUSSIM_PRINTF(1, 2);
+std::string formatted(const char* format, ...) FUS_PRINTF_FORMAT(1, 2);
 std::string formattedList(const char* format, std::va_list arguments);
 
 } // namespace simulator

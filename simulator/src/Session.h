@@ -50,7 +50,7 @@ private:
         bool startsJob;
     };
 
-    void note(const char* format, ...) const FUSSIM_PRINTF(2, 3);
+    void note(const char* format, ...) const FUS_PRINTF_FORMAT(2, 3);
     void run();
     void serve();
     bool sendWelcome();

@@ -6,8 +6,9 @@
 #include <string>
 
 /// Everything that the library asks of an operating system, in terms that each of them can meet.
-/// One source per system implements it (posix.cpp); nothing above this floor includes a system
-/// header. No function throws, except that those which give a `std::string` may run out of memory.
+/// The sources of each system implement it (posix*.cpp, windows*.cpp: the build picks them);
+/// nothing above this floor includes a system header. No function throws, except that those which
+/// give a `std::string` may run out of memory.
 namespace fus::platform {
 
 // ---- Sockets ------------------------------------------------------------------------------------
@@ -27,7 +28,8 @@ extern const int LEVEL_TCP;
 extern const int OPTION_RECEIVE_TIMEOUT; ///< at SOCKET_LEVEL_SOCKET: 4 bytes, unsigned [ms]; 0 none
 extern const int OPTION_SEND_TIMEOUT;    ///< the same
 extern const int OPTION_ERROR;           ///< at SOCKET_LEVEL_SOCKET: int, read only, read once
-extern const int OPTION_REUSE_ADDRESS;   ///< at SOCKET_LEVEL_SOCKET: int
+extern const int OPTION_REUSE_ADDRESS;   ///< at SOCKET_LEVEL_SOCKET: int; a port whose connections
+                                         ///< are over may be bound again, one in use never
 extern const int OPTION_RECEIVE_BUFFER;  ///< at SOCKET_LEVEL_SOCKET: int [bytes]
 extern const int OPTION_SEND_BUFFER;     ///< at SOCKET_LEVEL_SOCKET: int [bytes]
 extern const int OPTION_NO_DELAY;        ///< at LEVEL_TCP: int
@@ -62,6 +64,9 @@ int receive(Socket socket, void* buffer, std::size_t size);
 /// Number of bytes taken over, which may be less than `size`, or -1.
 int send(Socket socket, const void* buffer, std::size_t size);
 
+/// Whoever is blocked in that direction returns: `receive` with 0 or with an error that
+/// `isConnectionLost`, `send` with such an error, a wait for WAIT_READ as if there were something
+/// to read. With `shutdownRead`, too, a `send` under way may end so.
 int shutdownRead(Socket socket);
 int shutdownWrite(Socket socket);
 

@@ -289,11 +289,6 @@ bool isBusy(int error) {
     return error == EINPROGRESS;
 }
 
-std::string socketErrorText(int error) {
-    const std::string text = systemErrorText(error);
-    return text.empty() ? "?" : text;
-}
-
 std::uint32_t resolveIPv4(const char* name) {
     if (name == nullptr || *name == '\0')
         return 0;
@@ -311,16 +306,6 @@ std::uint32_t resolveIPv4(const char* name) {
     }
     freeaddrinfo(list);
     return address;
-}
-
-std::string formatIPv4(std::uint32_t address) {
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += std::to_string((address >> shift) & 0xFFU);
-        if (shift > 0)
-            text += '.';
-    }
-    return text;
 }
 
 } // namespace fus::platform
