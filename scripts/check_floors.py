@@ -37,9 +37,10 @@ FLOORS = [
     ("link", """
         Connection Reader Upcalls
     """),
-    ("shooting", """
+    ("shooting and mechanics", """
         ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate
         PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
+        MechanicalStatus
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

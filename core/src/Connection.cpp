@@ -212,22 +212,4 @@ void Connection::writeGeneratorParameter(unsigned short id, unsigned char value)
     awaitAnswer(sendCommand(CMD_PARAM_SET, payload), ANSWER_OK);
 }
 
-// What boards report on their own belongs to the mechanics, which claim it on a floor above. All
-// else waits in the inbox for whoever sent the command.
-bool Connection::handleMechanicalAsync(unsigned id, unsigned short /*type*/, NetPacket& packet) {
-    packet.seek(12, 0);
-    const unsigned hwid = packet.read8();
-    const unsigned address = packet.read8();
-    const unsigned command = packet.read16();
-    const unsigned result = packet.read16();
-    if (hwid != HWID_MECHANICS) {
-        FUS_LOG(ERROR,
-                "Unexpected asynchronous packet from %s #%d: cmd=%s=0x%04X, id=%d, result=0x%04X",
-                hardwareName(hwid), static_cast<int>(address),
-                boardCommandName(hwid, static_cast<int>(command)), command, static_cast<int>(id),
-                result);
-    }
-    return true;
-}
-
 } // namespace fus

@@ -3,6 +3,7 @@
 #include "fus/P_AutoCloseConnectionEvent.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_LogMacros.h"
+#include "fus/P_MProtocol.h"
 #include "fus/P_NetPacket.h"
 #include "fus/P_Upcalls.h"
 
@@ -20,6 +21,11 @@ constexpr unsigned SELECT_STEP = 500; // [ms], bounds the time that a stop takes
 // Answers that nobody asked for stay until the connection closes. A generator leaves a few behind;
 // one that floods must not take the memory with it.
 constexpr std::size_t INBOX_LIMIT = 16384;
+
+// Where the answer of a board says which command it is for.
+constexpr std::uint32_t BOARD_FRAME_HWID = 12;
+constexpr std::uint32_t BOARD_FRAME_COMMAND = 14;
+constexpr std::uint32_t BOARD_FRAME_END = 16;
 
 // Runs what an asynchronous packet asks for. No exception of it costs more than that packet.
 template <class Handler>
@@ -186,7 +192,8 @@ bool Connection::Reader::routeBoard(const Header& header, const Payload& payload
 bool Connection::Reader::store(const Header& header, Payload payload) {
     MutexLocker lock(m_inboxMutex);
     const unsigned size = payload.size;
-    m_inbox.emplace(std::make_pair(header.id, header.type), std::move(payload));
+    const std::uint16_t type = inboxType(header, payload);
+    m_inbox.emplace(std::make_pair(header.id, type), std::move(payload));
     ++m_arrivals;
     FUS_LOG(DEBUG, "    Adding packet to inbox (id=%d, type=%s(0x%X), size=%u), inbox after=%u",
             static_cast<int>(header.id), answerName(header.type),
@@ -198,6 +205,19 @@ bool Connection::Reader::store(const Header& header, Payload payload) {
         return false;
     }
     return true;
+}
+
+// The inbox mutex is held. A packet whose type is taken is not stored: but for the second answer of
+// a mechanical command, which may look like the first one, and come before that one was read. It is
+// stored like the asynchronous packet that it is from other boards.
+std::uint16_t Connection::Reader::inboxType(const Header& header, const Payload& payload) const {
+    const bool second =
+        header.type == ANSWER_BOARD && payload.size >= BOARD_FRAME_END &&
+        m_inbox.count({header.id, header.type}) != 0 &&
+        payload.bytes[BOARD_FRAME_HWID] == HWID_MECHANICS &&
+        mprotocol::hasSecondAnswer(static_cast<std::uint16_t>(
+            payload.bytes[BOARD_FRAME_COMMAND] << 8U | payload.bytes[BOARD_FRAME_COMMAND + 1]));
+    return second ? std::uint16_t{ANSWER_BOARD_ASYNC} : header.type;
 }
 
 // Closing waits for this thread, so another one has to do it.

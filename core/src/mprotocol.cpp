@@ -1,5 +1,7 @@
 #include "fus/P_MProtocol.h"
 
+#include "fus/P_LogMacros.h"
+
 #include <cstddef>
 #include <iterator>
 
@@ -7,19 +9,7 @@ namespace fus::mprotocol {
 
 namespace {
 
-// The position in these tables is the value.
-
-constexpr const char* RESULT_TEXTS[] = {
-    "Displacement (or init) successfully executed",
-    "Displacement canceled explicitly",
-    "Not connected to the hardware",
-    "No mechanical configuration loaded or sent to the board yet",
-    "Internal communication error (generator/mechanical board)",
-    "Timeout error during communication or motion",
-    "Mechanical motion error (see hardware code for details)",
-    "Unexpected internal error (no detail, sorry)",
-};
-
+// The position is the code.
 constexpr const char* ERROR_TEXTS[] = {
     "Ok",
     "Axis blocked by the ABS system",
@@ -58,14 +48,74 @@ constexpr const char* ERROR_TEXTS[] = {
     "Invalid configuration of axis inversion",
 };
 
-static_assert(std::size(RESULT_TEXTS) == ERROR_INTERNAL + 1U, "a text for every result");
 static_assert(std::size(ERROR_TEXTS) == 35, "a text for every error");
+
+constexpr std::uint32_t COMMAND_COUNT = std::size(MECH_COMMANDS);
+constexpr MechCommandRow UNKNOWN_COMMAND = {UNKNOWN_MECH_CMD, "UNKNOWN_MECH_CMD", 0, false, false};
+
+/// Whether each row stands at the position that its value says.
+template <class Row, std::size_t N, class Value>
+constexpr bool inOrder(const Row (&rows)[N], Value Row::*value) {
+    for (std::size_t i = 0; i < N; ++i) {
+        if (rows[i].*value != i) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(inOrder(MECH_RESULTS, &MechResultRow::value));
+static_assert(inOrder(MECH_PARAMS, &MechParamRow::value));
+static_assert(inOrder(MECH_COMMANDS, &MechCommandRow::index));
 
 } // namespace
 
 const char* mechResultMessage(MechResult result) noexcept {
-    const size_t index = result;
-    return index < std::size(RESULT_TEXTS) ? RESULT_TEXTS[index] : "Unknown mechanical result";
+    const std::uint32_t index = result;
+    return index < std::size(MECH_RESULTS) ? MECH_RESULTS[index].text : "Unknown mechanical result";
+}
+
+const char* parameterName(MechParam param) {
+    const std::uint32_t index = param;
+    if (index >= std::size(MECH_PARAMS)) {
+        FUS_LOG(ERROR, "Unknown mechanical parameter %d", static_cast<int>(index));
+        return "?MPARAM?";
+    }
+    return MECH_PARAMS[index].name;
+}
+
+const MechCommandRow& mechCommandFromIndex(std::uint32_t index) {
+    if (index == UNKNOWN_MECH_CMD) {
+        return UNKNOWN_COMMAND;
+    }
+    if (index >= COMMAND_COUNT) {
+        FUS_THROW_INDEX("mech cmd", index, COMMAND_COUNT);
+    }
+    return MECH_COMMANDS[index];
+}
+
+std::uint32_t mechCommandIndexFromId(std::uint16_t id) noexcept {
+    for (const MechCommandRow& row : MECH_COMMANDS) {
+        if (row.id == id) {
+            return row.index;
+        }
+    }
+    return UNKNOWN_MECH_CMD;
+}
+
+bool isAsynchronousCommand(std::uint32_t index) {
+    if (index >= COMMAND_COUNT) {
+        FUS_THROW_INDEX("mech cmd", index, COMMAND_COUNT);
+    }
+    return MECH_COMMANDS[index].asynchronous;
+}
+
+const char* mechCommandName(std::uint16_t id) noexcept {
+    const std::uint32_t index = mechCommandIndexFromId(id);
+    return index == UNKNOWN_MECH_CMD ? UNKNOWN_COMMAND.name : MECH_COMMANDS[index].name;
+}
+
+bool hasSecondAnswer(std::uint16_t id) noexcept {
+    return id == MECH_COMMANDS[CMD_INIT].id || id == MECH_COMMANDS[CMD_TRAJ_SEND].id;
 }
 
 const char* mechErrorText(unsigned char code) noexcept {

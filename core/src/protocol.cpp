@@ -1,6 +1,7 @@
 #include "fus/GProtocol.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_LogMacros.h"
+#include "fus/P_MProtocol.h"
 
 #include <cstddef>
 
@@ -35,14 +36,8 @@ const char* findName(const WireRow (&rows)[N], int value) {
     return nullptr;
 }
 
-constexpr WireRow MECH_COMMANDS[] = {
-    {0x1000, "CMD_PARAM_GET"},  {0x1001, "CMD_PARAM_SET"},    {0x100D, "CMD_STATUS"},
-    {0x100E, "CMD_LOG_GET"},    {0x100A, "CMD_STOP"},         {0x1002, "CMD_MOVE_DURATION"},
-    {0x1003, "CMD_MOVE_STEPS"}, {0x1005, "CMD_MOVE_TO_ZERO"}, {0x1004, "CMD_INIT"},
-    {0x100C, "CMD_MOVE_TO"},    {0x100B, "CMD_TRAJ_RESET"},   {0x1007, "CMD_TRAJ_SEND"},
-    {0x1008, "CMD_TRAJ_EXEC"},  {0x1009, "CMD_TRAJ_TRIG"},    {0x1006, "CMD_ADD_POINT"}};
-
-/// Which hardware id a board type has, and what a command is called that this board doesn't know.
+/// Which hardware id a board type has, and what a command is called that this board doesn't know;
+/// null where the board has commands of its own.
 struct BoardRow {
     BoardType type;
     HardwareID value;
@@ -52,7 +47,7 @@ struct BoardRow {
 constexpr BoardRow BOARDS[] = {{BOARD_PROCESSOR, HWID_PROCESSOR, "UNKNOWN_PROCESSOR_CMD"},
                                {BOARD_SYNTHESIZER, HWID_SYNTHESIZER, "UNKNOWN_SYNTHESIZER_CMD"},
                                {BOARD_AMPLIFIER, HWID_AMPLIFIER, "UNKNOWN_AMPLIFIER_CMD"},
-                               {BOARD_MECHANICS, HWID_MECHANICS, "UNKNOWN_MECH_CMD"}};
+                               {BOARD_MECHANICS, HWID_MECHANICS, nullptr}};
 
 /// What an unknown hardware id is reported against: one above the greatest one.
 constexpr std::uint32_t HWID_BOUND = HWID_BACK_PANEL + 1;
@@ -149,8 +144,9 @@ const char* boardCommandName(std::uint32_t hwid, int command) {
                 static_cast<int>(hwid));
         return "?BCMD?";
     }
-    const char* mechanical = hwid == HWID_MECHANICS ? findName(MECH_COMMANDS, command) : nullptr;
-    return mechanical != nullptr ? mechanical : board->unknownCommand;
+    return board->unknownCommand != nullptr
+               ? board->unknownCommand
+               : mprotocol::mechCommandName(static_cast<std::uint16_t>(command));
 }
 
 bool isUnknownAnswer(int type) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "fus/ElectronicTrajectory.h"
+#include "fus/MechanicalStatus.h"
 #include "fus/P_NetPacket.h"
 #include "fus/P_TimeSlicer.h"
 #include "fus/PhaseShot.h"
@@ -48,6 +49,8 @@ struct TestPeer {
     static void setPower(ShotResult& result, unsigned channel, float watts) {
         result.setComputedPower(channel, watts);
     }
+
+    static MechanicalStatus mechanicalStatus(std::uint32_t code) { return MechanicalStatus(code); }
 
 private:
     static test::Bytes written(const NetPacket& packet) {

@@ -148,7 +148,11 @@ private:
     unsigned long long readParam(unsigned hwid, unsigned address, unsigned short param) override;
     void readMeasureDefinition(PrivateBoard& board, unsigned index) override;
 
+    /// Makes the event of a motion that has ended out of an asynchronous packet of the mechanical
+    /// board. True when somebody may be waiting for the packet: it goes to the inbox, too. Runs on
+    /// the reader thread.
     bool handleMechanicalAsync(unsigned id, unsigned short type, NetPacket& packet);
+    void reportMotion(unsigned id, unsigned command, unsigned result, NetPacket& packet);
 
     // constant after construction
     Upcalls& m_upcalls;

@@ -76,6 +76,7 @@ private:
     void routeExecution(const Header& header, Payload payload);
     bool routeBoard(const Header& header, const Payload& payload);
     bool store(const Header& header, Payload payload);
+    std::uint16_t inboxType(const Header& header, const Payload& payload) const;
     void linkFailed();
     void wakeWaiters();
 
