@@ -87,10 +87,10 @@ bool Generator::loadDefinitionString(const char* definition) {
         clearDefinition();
         return false;
     }
-    const auto loaded = std::make_shared<GeneratorDefinition>();
-    FUS_LOG(INFO, "Loading generator definition from a string: %s",
-            outcome(loaded->loadText(definition)));
-    return m_private->takeDefinition(loaded);
+    const auto made = std::make_shared<GeneratorDefinition>();
+    const bool loaded = made->loadText(definition);
+    FUS_LOG(INFO, "Loading generator definition from a string: %s", outcome(loaded));
+    return m_private->takeDefinition(made);
 }
 
 void Generator::clearDefinition() {

@@ -191,14 +191,14 @@ TEST(ShotResult, HoldsWhatTheInstalledConversionMadeOfIt) {
     EXPECT_EQ(plain.shotResult().boardPhysicalValue(0, 0), -1.0F);
     EXPECT_EQ(plain.shotResult().power(0), -1.0F);
 
-    TestPeer::installConverter(&convertPartly);
+    const auto before = TestPeer::installConverter(&convertPartly);
     ShotResult kept;
     {
         const ShotEvent event = eventOf(sampleBlock().size());
         const ShotEvent copied(event);
         kept = copied.shotResult();
     }
-    TestPeer::installConverter(nullptr);
+    TestPeer::installConverter(before);
     EXPECT_EQ(kept.channelPhysicalValue(0, 0), 0.5F);
     EXPECT_EQ(kept.channelPhysicalValue(1, 1), 2.5F);
     EXPECT_EQ(kept.channelPhysicalValue(2, 1), -1.0F) << "made up behind the failure";

@@ -34,8 +34,9 @@ struct TestPeer {
         return trajectory.cutShot(index, slicer, maxShots);
     }
 
-    static void installConverter(void (*converter)(ShotResult&)) {
-        ShotResult::s_converter = converter;
+    /// Returns the one before.
+    static auto installConverter(void (*converter)(ShotResult&)) {
+        return ShotResult::s_converter.exchange(converter);
     }
 
     static void setChannelValue(ShotResult& result, unsigned channel, unsigned measure, float v) {
