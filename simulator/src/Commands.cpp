@@ -1,6 +1,7 @@
 #include "Commands.h"
 
 #include "BoardCommands.h"
+#include "GeneratorParameters.h"
 #include "Parameters.h"
 #include "Refusal.h"
 #include "Upload.h"
@@ -14,12 +15,6 @@ namespace {
 
 constexpr std::uint32_t MAX_WAIT_US = 60000000;
 constexpr unsigned ANY_PROTOCOL = 0xFFFF;
-
-void needEnd(const ByteReader& reader) {
-    if (reader.remaining() != 0) {
-        refuse(BAD_INPUT_SIZE, 0, "%zu bytes too many.", reader.remaining());
-    }
-}
 
 void refusePulse(Pulse outcome) {
     switch (outcome) {
@@ -57,6 +52,7 @@ const Commands::Row* Commands::findRow(unsigned type) {
         {CMD_BOARD_CMD, 0, ANY_PROTOCOL, &Commands::boardCommand},
         {CMD_SYSTEM_STATE, 300, ANY_PROTOCOL, &Commands::systemState},
         {CMD_CHANNEL_STATE, 300, ANY_PROTOCOL, &Commands::channelState},
+        {CMD_AMPLIFIER_POWER_SUPPLY, 300, ANY_PROTOCOL, &Commands::amplifierSupply},
         {CMD_SEND_HEARTBEAT, 300, ANY_PROTOCOL, &Commands::heartBeat, true},
         {CMD_TRIGGER_PULSE, 300, ANY_PROTOCOL, &Commands::triggerPulse},
         {CMD_WAIT, 300, ANY_PROTOCOL, &Commands::wait},
@@ -150,9 +146,11 @@ void Commands::checkStart(const Job& job) {
     if (record.count == 0) {
         refuse(INCORRECT_PARAMETER, 0, "Nothing to do: execution count 0.");
     }
-    if (!description.isV2() && m_hardware.upb(BPARAM_UPB_PERIPH_POWER_SUPPLY) == 0) {
-        refuse(UNAVAILABLE_HARDWARE, 0, "The power supply is off.");
+    if (const char* obstacle = m_hardware.obstacle()) {
+        refuse(UNAVAILABLE_HARDWARE, 0, "%s", obstacle);
     }
+    // The threshold may have been lowered since the upload.
+    checkAmplitudes(m_hardware, *job.trajectory);
     const std::uint32_t least = description.isV2() ? description.timing.minTrajectoryDelay : 0;
     const std::uint32_t most = m_hardware.maxTrajectoryDelay(record.elecMode);
     const bool isTriggered = record.trigMode >= EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY;
@@ -216,57 +214,15 @@ Reply Commands::wait(const Request& request) {
 
 // --- parameters and states ---
 
-void Commands::writeChannelStates(ByteReader& reader) {
-    const std::size_t count = reader.u16();
-    if (count != m_hardware.description().channelCount || count != reader.remaining()) {
-        refuse(BAD_INPUT_SIZE, static_cast<std::uint32_t>(count), "Bad number of channels: %zu.",
-               count);
-    }
-    std::vector<bool> states(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        states[i] = reader.u8() != 0;
-    }
-    m_hardware.setChannelStates(states);
-}
-
-void Commands::appendChannelStates(Bytes& target) const {
-    const std::vector<bool> states = m_hardware.channelStates();
-    ByteWriter writer(target);
-    writer.u16(static_cast<std::uint32_t>(states.size()));
-    for (bool state : states) {
-        writer.u8(state ? 1 : 0);
-    }
-}
-
 Reply Commands::readParameter(const Request& request) {
-    ByteReader reader(request.payload);
-    const unsigned id = reader.u16();
-    needEnd(reader);
     Reply reply;
     reply.type = ANSWER_PARAM;
-    ByteWriter(reply.payload).u16(id);
-    if (id == V2_CHANNEL_STATES) {
-        appendChannelStates(reply.payload);
-    } else {
-        ByteWriter(reply.payload).u8(m_hardware.generatorParameter(id));
-    }
+    reply.payload = readGeneratorParameter(m_hardware, request.payload);
     return reply;
 }
 
 Reply Commands::writeParameter(const Request& request) {
-    ByteReader reader(request.payload);
-    const unsigned id = reader.u16();
-    if (id == V2_CHANNEL_STATES) {
-        writeChannelStates(reader);
-        return {};
-    }
-    m_hardware.generatorParameter(id); // an unknown one is refused before its size is
-    const std::uint32_t value = reader.u8();
-    needEnd(reader);
-    if (id == V2_MULTIPLEXER && !m_hardware.description().hasMultiplexer) {
-        refuse(UNAVAILABLE_HARDWARE, id, "There is no multiplexer.");
-    }
-    m_hardware.setGeneratorParameter(id, static_cast<std::uint8_t>(value));
+    writeGeneratorParameter(m_hardware, request.payload);
     return {};
 }
 
@@ -294,12 +250,23 @@ Reply Commands::channelState(const Request& request) {
     Reply reply;
     if (request.payload.empty()) {
         reply.type = ANSWER_CHANNEL_STATE;
-        appendChannelStates(reply.payload);
+        appendChannelStates(m_hardware, reply.payload);
         return reply;
     }
     ByteReader reader(request.payload);
-    writeChannelStates(reader);
+    writeChannelStates(m_hardware, reader);
     return reply;
+}
+
+Reply Commands::amplifierSupply(const Request& request) {
+    ByteReader reader(request.payload);
+    const std::uint32_t state = reader.u32();
+    needEnd(reader);
+    if (state > 1) {
+        refuse(INCORRECT_PARAMETER, state, "The supply can be off (0) or on (1).");
+    }
+    m_hardware.switchAmplifiers(state == 1);
+    return {};
 }
 
 } // namespace simulator

@@ -53,14 +53,13 @@ private:
     Reply boardCommand(const Request& request);
     Reply systemState(const Request& request);
     Reply channelState(const Request& request);
+    Reply amplifierSupply(const Request& request);
     Reply heartBeat(const Request& request);
     Reply triggerPulse(const Request& request);
     Reply wait(const Request& request);
 
     Job readStart(const Request& request);
     void checkStart(const Job& job);
-    void writeChannelStates(ByteReader& reader);
-    void appendChannelStates(Bytes& target) const;
 
     Hardware& m_hardware;
     Executor& m_executor;

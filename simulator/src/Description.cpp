@@ -57,6 +57,13 @@ const BoardDescription* Description::findBoard(unsigned hwid, unsigned address) 
     return nullptr;
 }
 
+bool Description::detectsWatchdog() const {
+    const auto isBlind = [](const BoardDescription& board) {
+        return board.hwid == HWID_SYNTHESIZER && board.active && !board.hasWatchdogDetection;
+    };
+    return isV2() || std::none_of(boards.begin(), boards.end(), isBlind);
+}
+
 std::size_t Description::shotResultSize(bool withBoardMeasures) const {
     std::size_t size = PACKET_HEADER_SIZE + SHOT_HEAD_SIZE;
     for (const auto& measure : channelMeasures) {

@@ -26,6 +26,8 @@ struct KindRow {
 };
 
 #define PACKET_KEYS "command packet nth"
+#define PLACE_KEYS "execution shot"
+#define BOARD_KEYS "hwid address"
 
 constexpr KindRow KINDS[] = {
     {FaultKind::LATE, "late", "ms", true, 0, PACKET_KEYS, "an answer late by so many milliseconds"},
@@ -57,17 +59,33 @@ constexpr KindRow KINDS[] = {
      "the first result before the acknowledgement"},
     {FaultKind::ANSWER_SILENT, "answer-silent", nullptr, false, 0, "",
      "stop, close and heart-beat get an answer, too"},
-    {FaultKind::STOP, "stop", nullptr, false, 0, "reason execution shot",
+    {FaultKind::STOP, "stop", nullptr, false, 0, "reason " PLACE_KEYS,
      "executions stop there for this reason"},
-    {FaultKind::SHOT_ERROR, "shot-error", nullptr, false, 0, "execution shot text",
+    {FaultKind::SHOT_ERROR, "shot-error", nullptr, false, 0, PLACE_KEYS " text",
      "an error in place of a shot result"},
+    {FaultKind::CHANNEL_OFF, "channel-off", "channel", true, 0, PLACE_KEYS,
+     "the generator shuts this channel off there"},
+    {FaultKind::BOARD_OFF, "board-off", nullptr, false, 0, "address " PLACE_KEYS,
+     "an amplifier goes out of action there, which stops"},
+    {FaultKind::SLOW_SHOT, "slow-shot", "us", true, 0, PLACE_KEYS, "that shot lasts longer"},
+    {FaultKind::LATE_SHOT, "late-shot", "us", true, 0, PLACE_KEYS,
+     "that shot's delay lasts longer"},
+    {FaultKind::NO_WATCHDOG, "no-watchdog", nullptr, false, 0, "", "too long shots aren't cut"},
+    {FaultKind::READING, "reading", "raw", true, 0, BOARD_KEYS " measure",
+     "this board measure (name or index) reads this"},
+    {FaultKind::BAD_READING, "bad-reading", nullptr, false, 0, BOARD_KEYS " measure",
+     "readings of this board measure are marked as bad"},
+    {FaultKind::BOARD_STATUS, "board-status", "status", true, 0, BOARD_KEYS,
+     "boards report these bits"},
 };
 
 #undef PACKET_KEYS
+#undef PLACE_KEYS
+#undef BOARD_KEYS
 
 bool hasKey(const KindRow& row, const std::string& key) {
     const std::string keys = std::string(" ") + row.otherKeys + " ";
-    return !key.empty() &&
+    return !key.empty() && key.find(' ') == key.npos &&
            ((row.valueKey && key == row.valueKey) || keys.find(" " + key + " ") != keys.npos);
 }
 
@@ -107,8 +125,17 @@ unsigned readType(const std::string& key, const std::string& text) {
     return value;
 }
 
+struct NumberRow {
+    const char* key;
+    std::uint32_t Fault::*field;
+};
+
+constexpr NumberRow NUMBERS[] = {
+    {"nth", &Fault::nth},   {"arg", &Fault::argument}, {"execution", &Fault::execution},
+    {"shot", &Fault::shot}, {"hwid", &Fault::hwid},    {"address", &Fault::address}};
+
 void setField(Fault& fault, const KindRow& row, const std::string& key, const std::string& text) {
-    if (key == "text" || key == "reason") {
+    if (key == "text" || key == "reason" || key == "measure") {
         fault.text = text;
     } else if (key == "command") {
         fault.command = readType(key, text);
@@ -116,16 +143,30 @@ void setField(Fault& fault, const KindRow& row, const std::string& key, const st
         fault.packet = readType(key, text);
     } else if (key == "type") {
         fault.value = readType(key, text);
-    } else if (key == "nth") {
-        fault.nth = readNumber(key, text);
-    } else if (key == "arg") {
-        fault.argument = readNumber(key, text);
-    } else if (key == "execution") {
-        fault.execution = readNumber(key, text);
-    } else if (key == "shot") {
-        fault.shot = readNumber(key, text);
     } else if (row.valueKey && key == row.valueKey) {
         fault.value = readNumber(key, text);
+    }
+    for (const NumberRow& number : NUMBERS) {
+        if (key == number.key) {
+            fault.*number.field = readNumber(key, text);
+        }
+    }
+    if (key == "nth" && fault.nth == 0) {
+        throw FaultError("'nth' counts from 1");
+    }
+}
+
+// What a kind can't do without, beyond its value.
+void checkWhole(const Fault& fault, const char* name) {
+    if (fault.kind == FaultKind::STOP && !findStopReason(fault.text)) {
+        throw FaultError("'stop' needs a 'reason', one of those in the help");
+    }
+    const bool isReading = fault.kind == FaultKind::READING || fault.kind == FaultKind::BAD_READING;
+    if (isReading && fault.text.empty()) {
+        throw FaultError(std::string("'") + name + "' needs 'measure'");
+    }
+    if (fault.kind == FaultKind::BOARD_OFF && fault.address == Fault::ANY_ADDRESS) {
+        throw FaultError("'board-off' needs 'address'");
     }
 }
 
@@ -173,9 +214,7 @@ Fault Fault::parse(const std::string& text) {
     if (row.valueNeeded && !hasValue) {
         throw FaultError(std::string("'") + row.name + "' needs '" + row.valueKey + "'");
     }
-    if (fault.kind == FaultKind::STOP && !findStopReason(fault.text)) {
-        throw FaultError("'stop' needs a 'reason', one of those in the help");
-    }
+    checkWhole(fault, row.name);
     return fault;
 }
 

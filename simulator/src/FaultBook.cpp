@@ -113,28 +113,61 @@ std::optional<std::uint32_t> FaultBook::closeAt() const {
     return fault ? std::optional<std::uint32_t>(fault->value) : std::nullopt;
 }
 
-const StopReason* FaultBook::stopAt(std::uint32_t execution, std::uint32_t shot) const {
+std::optional<Fault> FaultBook::at(FaultKind kind, std::uint32_t execution,
+                                   std::uint32_t shot) const {
     std::lock_guard<std::mutex> lock(m_mutex);
     for (const Entry& entry : m_entries) {
         const Fault& fault = entry.fault;
-        if (fault.kind == FaultKind::STOP && fault.execution == execution && fault.shot == shot) {
-            return findStopReason(fault.text);
+        if (fault.kind == kind && fault.execution == execution && fault.shot == shot) {
+            return fault;
         }
     }
-    return nullptr;
+    return std::nullopt;
+}
+
+const StopReason* FaultBook::stopAt(std::uint32_t execution, std::uint32_t shot) const {
+    const auto fault = at(FaultKind::STOP, execution, shot);
+    return fault ? findStopReason(fault->text) : nullptr;
 }
 
 std::optional<std::string> FaultBook::shotErrorAt(std::uint32_t execution,
                                                   std::uint32_t shot) const {
+    const auto fault = at(FaultKind::SHOT_ERROR, execution, shot);
+    if (!fault) {
+        return std::nullopt;
+    }
+    return fault->text.empty() ? "Shot error." : fault->text;
+}
+
+bool FaultBook::isOnBoard(const Fault& fault, unsigned hwid, unsigned address) {
+    return (fault.hwid == 0 || fault.hwid == hwid) &&
+           (fault.address == Fault::ANY_ADDRESS || fault.address == address);
+}
+
+std::optional<Fault> FaultBook::reading(unsigned hwid, unsigned address, const std::string& name,
+                                        unsigned index) const {
     std::lock_guard<std::mutex> lock(m_mutex);
     for (const Entry& entry : m_entries) {
         const Fault& fault = entry.fault;
-        if (fault.kind == FaultKind::SHOT_ERROR && fault.execution == execution &&
-            fault.shot == shot) {
-            return fault.text.empty() ? "Shot error." : fault.text;
+        const bool isReading =
+            fault.kind == FaultKind::READING || fault.kind == FaultKind::BAD_READING;
+        if (isReading && isOnBoard(fault, hwid, address) &&
+            (fault.text == name || fault.text == std::to_string(index))) {
+            return fault;
         }
     }
     return std::nullopt;
+}
+
+std::uint32_t FaultBook::boardStatus(unsigned hwid, unsigned address) const {
+    std::uint32_t bits = 0;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Entry& entry : m_entries) {
+        if (entry.fault.kind == FaultKind::BOARD_STATUS && isOnBoard(entry.fault, hwid, address)) {
+            bits |= entry.fault.value;
+        }
+    }
+    return bits;
 }
 
 } // namespace simulator

@@ -37,6 +37,12 @@ public:
     // Null: go on.
     const StopReason* stopAt(std::uint32_t execution, std::uint32_t shot) const;
     std::optional<std::string> shotErrorAt(std::uint32_t execution, std::uint32_t shot) const;
+    std::optional<Fault> at(FaultKind kind, std::uint32_t execution, std::uint32_t shot) const;
+    // Whether it is struck, and how; the measure goes by its name and its index.
+    std::optional<Fault> reading(unsigned hwid, unsigned address, const std::string& name,
+                                 unsigned index) const;
+    // Bits that are set in a board's status.
+    std::uint32_t boardStatus(unsigned hwid, unsigned address) const;
 
 private:
     struct Entry {
@@ -44,6 +50,7 @@ private:
         unsigned seen = 0;
     };
     static bool strikes(Entry& entry, unsigned command, unsigned packet);
+    static bool isOnBoard(const Fault& fault, unsigned hwid, unsigned address);
     const Fault* find(FaultKind kind) const;
 
     std::atomic<bool> m_any{false};

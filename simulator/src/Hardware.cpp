@@ -1,13 +1,10 @@
 #include "Hardware.h"
 
-#include "Parameters.h"
 #include "Refusal.h"
-#include "StopReasons.h"
 
 #include "fus/P_GProtocol.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace fus {
 namespace simulator {
@@ -16,20 +13,8 @@ using namespace gprotocol;
 
 namespace {
 
-constexpr std::uint32_t MAX_COMPOSITE_TOTAL = 2000000; // [microseconds]
-
-std::uint32_t low32(std::uint64_t value) {
-    return static_cast<std::uint32_t>(std::min<std::uint64_t>(value, 0xFFFFFFFFU));
-}
-
 bool isThreshold(unsigned id) {
     return id >= BPARAM_ALL_BO_MIN && id < BPARAM_ALL_BO_MAX + BPARAM_MEASURE_RANGE;
-}
-
-const StopReason* overloadReason(const std::string& measure) {
-    return measure == "tem"   ? &STOP_AMPLIFIER_TEMP
-           : measure == "idc" ? &STOP_AMPLIFIER_CURRENT
-                              : nullptr;
 }
 
 } // namespace
@@ -43,23 +28,34 @@ std::uint32_t hardwareWord(const std::array<unsigned, 4>& v) {
            (v[3] & 0xFFU);
 }
 
-Hardware::Hardware(const Description& description, const Physics& physics)
-    : m_description(description), m_physics(physics), m_buffers(description.bufferCount),
-      m_generatorParameters(description.generatorParameters),
-      m_channelStates(description.channelCount, true) {
+Hardware::Hardware(const Description& description, const Physics& physics, const FaultBook& faults,
+                   double timeScale)
+    : m_description(description), m_physics(physics), m_faults(faults),
+      m_buffers(description.bufferCount), m_manualStates(description.channelCount, true),
+      m_shutOff(description.channelCount), m_sensors(description, physics, timeScale) {
     for (const BoardDescription& board : description.boards) {
         fillBoard(board);
     }
-    for (const GeneratorParameterRow& row : generatorParameterRows()) {
-        m_generatorParameters.emplace(row.id, row.initial);
+    for (const Sensor& sensor : m_sensors.all()) {
+        m_bounds.push_back({sensor.lowerAtStart, sensor.upperAtStart});
     }
 }
 
 void Hardware::fillBoard(const BoardDescription& board) {
-    auto& values = m_boards[{board.hwid, board.address}].parameters;
+    BoardState& filled = m_boards[{board.hwid, board.address}];
+    filled = BoardState();
+    auto& values = filled.parameters;
     const auto described = m_description.boardParameters.find(board.hwid);
     if (described != m_description.boardParameters.end()) {
         values.insert(described->second.begin(), described->second.end());
+    }
+    if (m_description.isV2() && board.hwid == HWID_PROCESSOR) {
+        values.emplace(V2_MULTIPLEXER, 0);
+        values.emplace(BPARAM_UPB_MAX_RAMP_TIME, m_description.timing.maxRamp);
+        for (const auto& [id, value] : m_description.generatorParameters) {
+            const unsigned kept = findGeneratorParameterRow(id)->boardParameter;
+            values[kept ? kept : id] = value;
+        }
     }
     values.emplace(BPARAM_ALL_HW_VERSION, hardwareWord(board.hardwareVersion));
     values.emplace(BPARAM_ALL_HW_ADDRESS, board.address);
@@ -97,7 +93,8 @@ void Hardware::store(std::size_t buffer, std::shared_ptr<const Trajectory> traje
 
 const BoardDescription& Hardware::board(unsigned hwid, unsigned address) const {
     const BoardDescription* found = m_description.findBoard(hwid, address);
-    if (!found || !found->active) {
+    const bool isReachable = hwid == HWID_PROCESSOR || upb(BPARAM_UPB_PERIPH_SLAVE_RESET) != 0;
+    if (!found || !found->active || !isReachable) {
         refuse(NO_BOARD, address, "No board of type %u at address %u.", hwid, address);
     }
     return *found;
@@ -121,47 +118,54 @@ std::uint64_t Hardware::readParameter(unsigned hwid, unsigned address, unsigned 
 void Hardware::writeParameter(unsigned hwid, unsigned address, unsigned id, std::uint64_t value) {
     board(hwid, address);
     std::lock_guard<std::mutex> lock(m_mutex);
-    auto& values = state(hwid, address).parameters;
-    const auto found = values.find(id);
-    if (found == values.end()) {
+    const BoardState& target = state(hwid, address);
+    if (target.parameters.count(id) == 0) {
         refuse(UNKNOWN_PARAMETER, id, "No parameter %u.", id);
     }
     const ParameterRow* row = findParameterRow(id);
     if (row && row->access == Access::READ_ONLY) {
         refuse(READ_ONLY_PARAMETER, id, "Parameter %u can't be written.", id);
     }
-    const std::uint64_t highest = isThreshold(id) ? 0xFFFFFFFFU : row ? row->maximum : 0;
-    const bool isBadSwitch =
-        id == BPARAM_UPB_TRAJ_CHECKS && value != TRAJ_CHECKS_OFF && value != TRAJ_CHECKS_ON;
-    if (value > highest || isBadSwitch) {
+    const bool isGood =
+        row ? isAllowed(*row, value) : isThreshold(id) && !crossesThreshold(target, id, value);
+    if (!isGood) {
         refuse(INCORRECT_PARAMETER, id, "Bad value for parameter %u.", id);
     }
-    found->second = value;
-    ++m_parameterVersion;
+    change(hwid, address, id, value);
 }
 
-double Hardware::loadOf(const BoardDescription& board) const {
-    if (!m_load || m_load->loads.empty()) {
-        return 0;
+bool Hardware::isAllowed(const ParameterRow& row, std::uint64_t value) const {
+    switch (row.domain) {
+    case Domain::CLOCK:
+        return value == 24000000 || value == 25000000;
+    case Domain::CHECK_SWITCH:
+        return value == TRAJ_CHECKS_OFF || value == TRAJ_CHECKS_ON;
+    case Domain::RAMP:
+        return value <= state(HWID_PROCESSOR, 0).parameters.at(BPARAM_UPB_MAX_RAMP_TIME);
+    default:
+        return value <= row.maximum;
     }
-    double sum = 0;
-    for (std::size_t i = 0; i < m_load->loads.size(); ++i) {
-        if (m_physics.amplifiers()[i] == &board) {
-            return m_load->loads[i];
-        }
-        sum += m_load->loads[i];
-    }
-    return sum / static_cast<double>(m_load->loads.size());
+}
+
+// A lower threshold above the upper one isn't taken.
+bool Hardware::crossesThreshold(const BoardState& board, unsigned id, std::uint64_t value) const {
+    const bool isUpper = id >= BPARAM_ALL_BO_MAX;
+    const std::uint64_t other =
+        board.parameters.at(isUpper ? id - BPARAM_MEASURE_RANGE : id + BPARAM_MEASURE_RANGE);
+    return value > 0xFFFFFFFFU || (isUpper ? value < other : value > other);
 }
 
 Bytes Hardware::readMeasures(const BoardDescription& board) {
     std::lock_guard<std::mutex> lock(m_mutex);
+    refresh();
     Bytes values;
-    const double load = loadOf(board);
-    for (const BoardMeasureDescription& measure : board.measures) {
-        const std::uint32_t value = m_physics.boardValue(measure, load);
-        for (unsigned byte = 0; byte < measure.size; ++byte) {
-            ByteWriter(values).u8(value >> (8 * byte));
+    for (const Sensor& sensor : m_sensors.all()) {
+        if (sensor.hwid != board.hwid || sensor.address != board.address) {
+            continue;
+        }
+        const std::uint32_t raw = reading(sensor).raw;
+        for (unsigned byte = 0; byte < sensor.measure->size; ++byte) {
+            ByteWriter(values).u8(raw >> (8 * byte));
         }
     }
     return values;
@@ -172,7 +176,7 @@ std::vector<std::array<std::uint32_t, 3>> Hardware::systemState() const {
     std::lock_guard<std::mutex> lock(m_mutex);
     for (const BoardDescription& board : m_description.boards) {
         if (board.active) {
-            entries.push_back({board.hwid, board.address, state(board.hwid, board.address).status});
+            entries.push_back({board.hwid, board.address, status(board.hwid, board.address)});
         }
     }
     return entries;
@@ -185,8 +189,8 @@ std::uint64_t Hardware::value(unsigned hwid, unsigned address, unsigned id) cons
 
 void Hardware::setValue(unsigned hwid, unsigned address, unsigned id, std::uint64_t value) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    state(hwid, address).parameters.at(id) = value;
-    ++m_parameterVersion;
+    state(hwid, address).parameters.at(id); // it must be there
+    change(hwid, address, id, value);
 }
 
 void Hardware::setStatus(unsigned hwid, unsigned address, std::uint32_t status) {
@@ -194,117 +198,54 @@ void Hardware::setStatus(unsigned hwid, unsigned address, std::uint32_t status) 
     state(hwid, address).status = status;
 }
 
-std::uint8_t Hardware::generatorParameter(unsigned id) const {
+std::vector<std::uint32_t> Hardware::readings(Quantity quantity, bool areThresholds) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = m_generatorParameters.find(id);
-    if (found == m_generatorParameters.end()) {
-        refuse(UNKNOWN_PARAMETER, id, "Unknown parameter %u.", id);
-    }
-    return found->second;
-}
-
-void Hardware::setGeneratorParameter(unsigned id, std::uint8_t value) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    const auto found = m_generatorParameters.find(id);
-    if (found == m_generatorParameters.end()) {
-        refuse(UNKNOWN_PARAMETER, id, "Unknown parameter %u.", id);
-    }
-    found->second = value;
-}
-
-std::vector<bool> Hardware::channelStates() const {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    return m_channelStates;
-}
-
-void Hardware::setChannelStates(const std::vector<bool>& states) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_channelStates = states;
-}
-
-bool Hardware::checksAreOn() const {
-    return m_description.isV2() || upb(BPARAM_UPB_TRAJ_CHECKS) != TRAJ_CHECKS_OFF;
-}
-
-std::uint32_t Hardware::maxAmplitude() const {
-    return m_description.isV2() ? generatorParameter(V2_AMPLITUDE_THRESHOLD)
-                                : low32(upb(BPARAM_UPB_MAX_AMPLITUDE));
-}
-
-Limits Hardware::compositeLimits() const {
-    Limits limits;
-    limits.minShootingFirst = low32(upb(BPARAM_UPB_MIN_SHOOTING_DURATION_SHOT0_COMPOSITE));
-    limits.minShooting = low32(upb(BPARAM_UPB_MIN_SHOOTING_DURATION_ALL_COMPOSITE));
-    limits.maxShooting = low32(upb(BPARAM_UPB_MAX_SHOOTING_DURATION_COMPOSITE));
-    limits.minTotal = low32(upb(BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_COMPOSITE));
-    limits.maxTotal = std::max(limits.maxShooting, MAX_COMPOSITE_TOTAL);
-    limits.maxShots = static_cast<std::size_t>(upb(BPARAM_UPB_MAX_SHOTS_COMPOSITE));
-    return limits;
-}
-
-Limits Hardware::limits(unsigned elecMode, unsigned flags, std::size_t shots) const {
-    const bool isRepeat = elecMode == EXEC_ELEC_REPEAT;
-    const bool repeatsSeveral = isRepeat && shots > 1 && m_description.hasV3Uploads();
-    if (elecMode == EXEC_ELEC_COMPOSITE || repeatsSeveral) {
-        return compositeLimits();
-    }
-    const bool isQuick = elecMode != EXEC_ELEC_NORMAL;
-    const bool isShort = isQuick || (flags & EXEC_FLAG_OMIT_ALL_MEASURES);
-    const TimingDescription& timing = m_description.timing;
-    Limits limits;
-    if (m_description.isV2()) {
-        limits.minShooting = isQuick ? timing.minQuickShooting : timing.minShooting;
-        limits.maxShooting = isQuick ? timing.maxQuickShooting : timing.maxShooting;
-        limits.minTotal = isRepeat  ? timing.minRepeatTotal
-                          : isShort ? timing.minQuickTotal
-                                    : timing.minTotal;
-        limits.maxTotal = timing.maxTotal;
-        limits.minDelay = isRepeat ? timing.minRepeatDelay : 0;
-    } else {
-        limits.maxShooting = low32(upb(BPARAM_UPB_MAX_SHOOTING_DURATION));
-        limits.minTotal = low32(upb(isRepeat  ? BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_REPEAT
-                                    : isShort ? BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_QUICK
-                                              : BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_NORMAL));
-        limits.maxTotal = low32(upb(BPARAM_UPB_MAX_TOTAL_SHOT_DURATION));
-        limits.minDelay = isRepeat ? low32(upb(BPARAM_UPB_MIN_REPEAT_SHOT_DELAY_NOTRIG)) : 0;
-    }
-    limits.minShootingFirst = limits.minShooting;
-    limits.maxShots = isRepeat ? 1 : m_description.maxShots;
-    return limits;
-}
-
-std::uint32_t Hardware::maxTrajectoryDelay(unsigned elecMode) const {
-    if (elecMode == EXEC_ELEC_REPEAT || elecMode == EXEC_ELEC_COMPOSITE) {
-        return 0;
-    }
-    return m_description.isV2() ? m_description.timing.maxTrajectoryDelay
-                                : low32(upb(BPARAM_UPB_MAX_TRAJ_REPEAT_DELAY));
-}
-
-void Hardware::setLoad(std::shared_ptr<const ShotModel> model) {
-    std::lock_guard<std::mutex> lock(m_mutex);
-    m_load = std::move(model);
-}
-
-const StopReason* Hardware::overload(const ShotModel& model, unsigned& address) const {
-    const auto& amplifiers = m_physics.amplifiers();
-    if (amplifiers.empty() || m_description.isV2()) {
-        return nullptr;
-    }
-    const auto& measures = amplifiers[0]->measures;
-    std::lock_guard<std::mutex> lock(m_mutex);
-    for (std::size_t i = 0; i < model.boards.size(); ++i) {
-        const std::size_t measure = i / amplifiers.size();
-        const StopReason* reason = overloadReason(measures[measure].name);
-        const unsigned board = amplifiers[i % amplifiers.size()]->address;
-        const auto& values = state(HWID_AMPLIFIER, board).parameters;
-        const auto upper = values.find(static_cast<unsigned>(BPARAM_ALL_BO_MAX + measure));
-        if (reason && upper != values.end() && model.boards[i] > upper->second) {
-            address = board;
-            return reason;
+    refresh();
+    std::vector<std::uint32_t> values;
+    const auto& sensors = m_sensors.all();
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        if (sensors[i].quantity == quantity) {
+            values.push_back(areThresholds ? m_bounds[i].upper : reading(sensors[i]).raw);
         }
     }
-    return nullptr;
+    return values;
+}
+
+bool Hardware::setThresholds(Quantity quantity, const std::vector<std::uint32_t>& values) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    const auto& sensors = m_sensors.all();
+    const auto count = std::count_if(sensors.begin(), sensors.end(), [quantity](const Sensor& s) {
+        return s.quantity == quantity;
+    });
+    if (values.size() != static_cast<std::size_t>(count)) {
+        return false;
+    }
+    auto next = values.begin();
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        if (sensors[i].quantity == quantity) {
+            m_bounds[i].upper = *next++;
+        }
+    }
+    return true;
+}
+
+BoardRecord Hardware::record(unsigned hwid, unsigned address) {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    refresh();
+    BoardRecord record;
+    record.status = status(hwid, address);
+    record.isPowered = isPowered(hwid, address);
+    record.isDisabled = state(hwid, address).isDisabled;
+    const auto& sensors = m_sensors.all();
+    for (std::size_t i = 0; i < sensors.size(); ++i) {
+        if (sensors[i].hwid == hwid && sensors[i].address == address) {
+            record.readings.push_back(reading(sensors[i]).raw);
+            record.values.push_back(m_sensors.value(sensors[i]));
+            record.lowerThresholds.push_back(m_bounds[i].lower);
+            record.upperThresholds.push_back(m_bounds[i].upper);
+        }
+    }
+    return record;
 }
 
 } // namespace simulator

@@ -65,10 +65,14 @@ void Journal::updateExecution(std::uint32_t executionsDone, std::uint64_t shotsD
     m_executions.back().shotsDone = shotsDone;
 }
 
-void Journal::endExecution(const std::string& stopReason) {
+void Journal::endExecution(const Alarm& stop) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_executions.back().finished = true;
-    m_executions.back().stopReason = stopReason;
+    ExecutionRecord& record = m_executions.back();
+    record.finished = true;
+    record.stopReason = stop.reason ? stop.reason->name : "";
+    record.stopCode = stop.v3Code;
+    record.stopHwid = stop.hwid;
+    record.stopAddress = stop.address;
     m_running = false;
     m_changed.notify_all();
 }

@@ -1,6 +1,8 @@
 // What happened, for tests to look at and to wait for. Any thread.
 #pragma once
 
+#include "StopReasons.h"
+
 #include "fussim/Records.h"
 
 #include <chrono>
@@ -23,7 +25,7 @@ public:
     void startExecution(const ExecutionRecord& record);
     // Of the execution started last.
     void updateExecution(std::uint32_t executionsDone, std::uint64_t shotsDone);
-    void endExecution(const std::string& stopReason);
+    void endExecution(const Alarm& stop);
     void setTriggerWait(bool waiting);
     std::vector<ExecutionRecord> executions() const;
 

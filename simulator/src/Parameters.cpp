@@ -16,14 +16,14 @@ const std::vector<ParameterRow>& parameterRows() {
     constexpr Access WO = Access::WRITE_ONLY;
     static const std::vector<ParameterRow> rows = {
         {BPARAM_UPB_MAX_ASYNC_TIMEOUT, RO, ON_UPB, 43200000, 0},
-        {BPARAM_UPB_RAMP_START_TIME, RW, ON_UPB, 0, ANY_VALUE},
-        {BPARAM_UPB_RAMP_END_TIME, RW, ON_UPB, 0, ANY_VALUE},
-        {BPARAM_UPB_CLOCK_FREQUENCY, RW, ON_UPB, 24000000, ANY_VALUE},
+        {BPARAM_UPB_RAMP_START_TIME, RW, ON_UPB, 0, ANY_VALUE, Domain::RAMP},
+        {BPARAM_UPB_RAMP_END_TIME, RW, ON_UPB, 0, ANY_VALUE, Domain::RAMP},
+        {BPARAM_UPB_CLOCK_FREQUENCY, RW, ON_UPB, 24000000, ANY_VALUE, Domain::CLOCK},
         {BPARAM_UPB_SHOOTING_TOLERANCE, RW, ON_UPB, 100, ANY_VALUE},
         {BPARAM_UPB_TOTAL_SHOT_TOLERANCE, RW, ON_UPB, 1000, ANY_VALUE},
         {BPARAM_UPB_MAX_Iout_Prev, RW, ON_UPB, 255, 255},
         {BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT, RW, ON_UPB, 0, ANY_VALUE},
-        {BPARAM_UPB_TRAJ_CHECKS, WO, ON_UPB, TRAJ_CHECKS_ON, ANY_VALUE},
+        {BPARAM_UPB_TRAJ_CHECKS, WO, ON_UPB, TRAJ_CHECKS_ON, ANY_VALUE, Domain::CHECK_SWITCH},
         {BPARAM_UPB_MAX_AMPLITUDE, RW, ON_UPB, 255, 255},
         {BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_NORMAL, RO, ON_UPB, 10000, 0},
         {BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_QUICK, RO, ON_UPB, 2000, 0},
@@ -90,8 +90,27 @@ unsigned boardBit(unsigned hwid) {
 
 const std::vector<GeneratorParameterRow>& generatorParameterRows() {
     static const std::vector<GeneratorParameterRow> rows = {
-        {V2_AMPLITUDE_THRESHOLD, 255}, {V2_OUT_CURRENT_THRESHOLD, 255}, {V2_MULTIPLEXER, 0}};
+        {1363, Form::BYTE, BPARAM_UPB_MAX_AMPLITUDE},
+        {1365, Form::BYTE, BPARAM_UPB_MAX_Iout_Prev},
+        {1366, Form::CHANNELS},
+        {1367, Form::SUPPLIES},
+        {1368, Form::TEMPERATURES},
+        {1369, Form::TEMPERATURES, 0, true},
+        {V2_MULTIPLEXER, Form::BYTE},
+        {1371, Form::CURRENTS},
+        {1372, Form::CURRENTS, 0, true},
+        {1373, Form::PERIPHERAL, BPARAM_UPB_PERIPH_POWER_SUPPLY}, // the first of four
+        {1377, Form::RAMP, BPARAM_UPB_RAMP_START_TIME},
+        {1378, Form::RAMP, BPARAM_UPB_RAMP_END_TIME},
+    };
     return rows;
+}
+
+const GeneratorParameterRow* findGeneratorParameterRow(unsigned id) {
+    const auto& rows = generatorParameterRows();
+    const auto found =
+        std::find_if(rows.begin(), rows.end(), [id](const auto& row) { return row.id == id; });
+    return found == rows.end() ? nullptr : &*found;
 }
 
 } // namespace simulator

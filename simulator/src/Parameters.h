@@ -16,12 +16,16 @@ constexpr unsigned ON_AMP = 4;
 constexpr unsigned ON_MOT = 8;
 constexpr unsigned ON_ALL = 15;
 
+// What values a parameter takes.
+enum class Domain { UP_TO_MAXIMUM, CLOCK, CHECK_SWITCH, RAMP };
+
 struct ParameterRow {
     unsigned id;
     Access access;
     unsigned boards;       // ON_*
     std::uint64_t initial; // where the description says nothing
     std::uint64_t maximum; // of a value that a client writes
+    Domain domain = Domain::UP_TO_MAXIMUM;
 };
 
 constexpr std::uint64_t ANY_VALUE = ~std::uint64_t{0};
@@ -38,17 +42,31 @@ unsigned parameterFromText(const std::string& text);
 // ON_*, 0 for another hardware id.
 unsigned boardBit(unsigned hwid);
 
-// The one-byte generator parameters of protocol 2.
+// The generator parameters of protocol 2, and how their values are laid out.
+enum class Form {
+    BYTE,
+    CHANNELS,
+    SUPPLIES,     // signed 32 bits each
+    TEMPERATURES, // 16 bits each
+    CURRENTS,     // 32 bits each
+    PERIPHERAL,   // an index byte, a state byte
+    RAMP          // 16 bits of nothing, 32 bits
+};
+
 struct GeneratorParameterRow {
     unsigned id;
-    std::uint8_t initial;
+    Form form;
+    // Where its value is kept, as later protocols know it; 0: elsewhere.
+    unsigned boardParameter = 0;
+    bool isThreshold = false; // of readings; what isn't can't be written
 };
-const std::vector<GeneratorParameterRow>& generatorParameterRows();
 
-constexpr unsigned V2_AMPLITUDE_THRESHOLD = 1363;
-constexpr unsigned V2_OUT_CURRENT_THRESHOLD = 1365;
-constexpr unsigned V2_CHANNEL_STATES = 1366;
+const std::vector<GeneratorParameterRow>& generatorParameterRows();
+// Null for another id.
+const GeneratorParameterRow* findGeneratorParameterRow(unsigned id);
+
 constexpr unsigned V2_MULTIPLEXER = 1370;
+constexpr unsigned PERIPHERAL_COUNT = 4;
 
 } // namespace simulator
 } // namespace fus

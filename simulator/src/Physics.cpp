@@ -16,15 +16,6 @@ constexpr std::size_t NOISE_PERIOD = 8192;
 constexpr double TWO_PI = 6.283185307179586;
 constexpr double REFERENCE_OHM = 50; // of forward and reverse power
 
-std::uint32_t maxAdc(unsigned size) {
-    return size >= 4 ? 0xFFFFFFFFU : (1U << (size * 8)) - 1U;
-}
-
-std::uint32_t toAdc(const MeasureCurve& curve, double value, unsigned size) {
-    const double highest = maxAdc(size);
-    return static_cast<std::uint32_t>(std::min(curve.inverse(value, highest) + 0.5, highest));
-}
-
 // An angle as the measure's range shows it: moved by whole turns until it lies in it.
 double fitAngle(double angle, const MeasureCurve& curve, unsigned size) {
     const double lowest = std::min(curve.at(0), curve.at(maxAdc(size)));
@@ -71,7 +62,18 @@ void appendBlock(unsigned width, const std::uint32_t* values, std::size_t count,
 
 } // namespace
 
-Physics::Physics(const Description& description, std::uint64_t seed) : m_description(description) {
+std::uint32_t maxAdc(unsigned size) {
+    return size >= 4 ? 0xFFFFFFFFU : (1U << (size * 8)) - 1U;
+}
+
+std::uint32_t toAdc(const MeasureCurve& curve, double value, std::uint32_t highest) {
+    const double most = highest;
+    return static_cast<std::uint32_t>(std::min(curve.inverse(value, most) + 0.5, most));
+}
+
+Physics::Physics(const Description& description, std::uint64_t seed)
+    : m_description(description),
+      m_fullCurrent(description.load.maxVoltage / description.load.ohm) {
     Noise noise(seed);
     const double spread = description.load.spreadPercent / 100;
     for (std::size_t i = 0; i < description.channelCount; ++i) {
@@ -87,25 +89,42 @@ Physics::Physics(const Description& description, std::uint64_t seed) : m_descrip
             m_amplifiers.push_back(&board);
         }
     }
+    for (const ChannelMeasureDescription& measure : description.channelMeasures) {
+        if (measure.name == "irf") {
+            m_fullCurrent = measure.curve.at(maxAdc(measure.size));
+        }
+    }
 }
 
-double Physics::channelValue(const std::string& measure, const Channel& channel,
-                             std::uint32_t frequency, std::uint8_t phase,
-                             std::uint8_t amplitude) const {
+Physics::Output Physics::outputOf(const Drive& drive, std::size_t channel) const {
     const LoadDescription& load = m_description.load;
-    const double voltage = amplitude / 255.0 * load.maxVoltage * channel.gain;
-    const double detuning = frequency / load.resonanceHz -
-                            load.resonanceHz / std::max(1.0, static_cast<double>(frequency));
-    const double reactance = load.ohm * load.quality * detuning;
-    const double forward = voltage * voltage / REFERENCE_OHM;
+    const double frequency = std::max(1.0, static_cast<double>(drive.frequencies[channel]));
+    Output output;
+    output.share = drive.amplitudes[channel] / 255.0;
+    output.voltage = output.share * load.maxVoltage * m_channels[channel].gain;
+    output.reactance =
+        load.ohm * load.quality * (frequency / load.resonanceHz - load.resonanceHz / frequency);
+    const double current = output.voltage / std::hypot(load.ohm, output.reactance);
+    const double highest = m_fullCurrent * drive.currentThreshold / 255;
+    if (drive.currentThreshold < 255 && current > highest) {
+        output.share *= highest / current;
+        output.voltage *= highest / current;
+    }
+    return output;
+}
+
+double Physics::channelValue(const std::string& measure, const Output& output, std::uint8_t phase,
+                             const Channel& channel) const {
+    const double ohm = m_description.load.ohm;
+    const double forward = output.voltage * output.voltage / REFERENCE_OHM;
     if (measure == "vrf") {
-        return voltage;
+        return output.voltage;
     }
     if (measure == "irf") {
-        return voltage / std::hypot(load.ohm, reactance);
+        return output.voltage / std::hypot(ohm, output.reactance);
     }
     if (measure == "pvi") {
-        return std::atan2(reactance, load.ohm);
+        return std::atan2(output.reactance, ohm);
     }
     if (measure == "pvr") {
         return phase / 256.0 * TWO_PI + channel.phaseOffset;
@@ -114,64 +133,59 @@ double Physics::channelValue(const std::string& measure, const Channel& channel,
         return forward;
     }
     if (measure == "Pre") { // what the mismatch sends back
-        const double difference = std::hypot(load.ohm - REFERENCE_OHM, reactance);
-        const double sum = std::hypot(load.ohm + REFERENCE_OHM, reactance);
+        const double difference = std::hypot(ohm - REFERENCE_OHM, output.reactance);
+        const double sum = std::hypot(ohm + REFERENCE_OHM, output.reactance);
         return forward * (difference / sum) * (difference / sum);
     }
     return 0;
 }
 
 void Physics::addChannelMeasure(const ChannelMeasureDescription& measure, const Drive& drive,
-                                ShotModel& result) const {
+                                const std::vector<Output>& outputs, ShotModel& result) const {
     const bool isAngle = measure.name == "pvi" || measure.name == "pvr";
+    const std::uint32_t highest = maxAdc(measure.size);
     for (std::size_t i = 0; i < m_channels.size(); ++i) {
         if (drive.amplitudes[i] == 0) {
             result.channels.push_back(0);
             continue;
         }
-        double value = channelValue(measure.name, m_channels[i], drive.frequencies[i],
-                                    drive.phases[i], drive.amplitudes[i]);
+        double value = channelValue(measure.name, outputs[i], drive.phases[i], m_channels[i]);
         if (isAngle) {
             value = fitAngle(value, measure.curve, measure.size);
         }
         // with room for the noise on both sides
         const std::uint32_t step = noiseStep(measure.size);
-        result.channels.push_back(std::clamp(toAdc(measure.curve, value, measure.size), step,
-                                             maxAdc(measure.size) - step));
+        result.channels.push_back(
+            std::clamp(toAdc(measure.curve, value, highest), step, highest - step));
     }
 }
 
-void Physics::addBoardMeasures(const Drive& drive, ShotModel& result) const {
+void Physics::addLoads(const std::vector<Output>& outputs, ShotModel& result) const {
     for (const BoardDescription* board : m_amplifiers) {
         double sum = 0;
         for (std::size_t i = 0; i < board->channelCount; ++i) {
-            sum += drive.amplitudes[board->firstChannel + i] / 255.0;
+            sum += outputs[board->firstChannel + i].share;
         }
         result.loads.push_back(
             board->channelCount == 0 ? 0 : sum / static_cast<double>(board->channelCount));
-    }
-    // All amplifiers are described alike: by the first one.
-    const std::size_t measures = m_amplifiers.empty() ? 0 : m_amplifiers[0]->measures.size();
-    for (std::size_t m = 0; m < measures; ++m) {
-        for (std::size_t b = 0; b < m_amplifiers.size(); ++b) {
-            const BoardMeasureDescription& measure = m_amplifiers[0]->measures[m];
-            result.boards.push_back(boardValue(measure, result.loads[b]));
-        }
     }
 }
 
 std::shared_ptr<const ShotModel> Physics::model(const Drive& drive) const {
     auto result = std::make_shared<ShotModel>();
     result->channels.reserve(m_channels.size() * m_description.channelMeasures.size());
-    for (const ChannelMeasureDescription& measure : m_description.channelMeasures) {
-        addChannelMeasure(measure, drive, *result);
+    std::vector<Output> outputs;
+    for (std::size_t i = 0; i < m_channels.size(); ++i) {
+        outputs.push_back(outputOf(drive, i));
     }
-    addBoardMeasures(drive, *result);
+    for (const ChannelMeasureDescription& measure : m_description.channelMeasures) {
+        addChannelMeasure(measure, drive, outputs, *result);
+    }
+    addLoads(outputs, *result);
     return result;
 }
 
-void Physics::appendMeasures(const ShotModel& model, bool withBoards, std::uint64_t noiseSeed,
-                             Bytes& target) const {
+void Physics::appendMeasures(const ShotModel& model, std::uint64_t noiseSeed, Bytes& target) const {
     Noise random(noiseSeed);
     const auto nextNoise = [&] { return m_noise.data() + random.next() % NOISE_PERIOD; };
     const std::uint32_t* values = model.channels.data();
@@ -179,21 +193,19 @@ void Physics::appendMeasures(const ShotModel& model, bool withBoards, std::uint6
         appendBlock(measure.size, values, m_channels.size(), nextNoise(), target);
         values += m_channels.size();
     }
-    if (!withBoards || m_amplifiers.empty()) {
+}
+
+void Physics::appendBoardMeasures(const std::vector<std::uint32_t>& readings, Bytes& target) const {
+    if (m_amplifiers.empty()) {
         return;
     }
     // what the boards measure is steady, as they read it themselves
     const std::vector<std::int8_t> silence(m_amplifiers.size());
-    values = model.boards.data();
+    const std::uint32_t* values = readings.data();
     for (const BoardMeasureDescription& measure : m_amplifiers[0]->measures) {
         appendBlock(measure.size, values, m_amplifiers.size(), silence.data(), target);
         values += m_amplifiers.size();
     }
-}
-
-std::uint32_t Physics::boardValue(const BoardMeasureDescription& measure, double load) const {
-    const double value = measure.idle + (measure.full - measure.idle) * load;
-    return toAdc(measure.curve(), value, measure.size);
 }
 
 } // namespace simulator

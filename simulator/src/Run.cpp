@@ -14,6 +14,10 @@ using namespace gprotocol;
 
 namespace {
 
+// So much simulated time at most passes between two looks at what protects the generator.
+constexpr std::uint64_t WATCH_US = 20000;
+constexpr unsigned PULSE_SLICE_MS = 20;
+
 constexpr std::size_t BLOCK_SIZE = 65536; // results are sent in blocks of this size in a flood
 
 constexpr unsigned RESULT_SHOT = 29;
@@ -42,14 +46,14 @@ void spread(const std::vector<T>& values, const std::vector<std::size_t>& channe
 
 Run::Run(const RunEnvironment& environment, const Job& job, std::uint64_t seed)
     : m_env(environment), m_job(job), m_record(job.record), m_trajectory(*job.trajectory),
-      m_seed(seed), m_channelStates(environment.hardware.channelStates()),
-      m_models(m_trajectory.shots.size()), m_checkedVersions(m_trajectory.shots.size()),
+      m_seed(seed), m_manualStates(environment.hardware.manualChannelStates()),
+      m_ramps(static_cast<double>(environment.hardware.upb(BPARAM_UPB_RAMP_START_TIME)) +
+              static_cast<double>(environment.hardware.upb(BPARAM_UPB_RAMP_END_TIME))),
+      m_currentThreshold(static_cast<unsigned>(environment.hardware.upb(BPARAM_UPB_MAX_Iout_Prev))),
+      m_models(m_trajectory.shots.size()), m_channelVersion(environment.hardware.channelVersion()),
       m_out(job.before), m_holding(!job.before.empty()) {
-    const std::size_t channels = m_trajectory.channels.size();
-    m_drive.frequencies.resize(channels);
-    m_drive.phases.resize(channels);
-    m_drive.amplitudes.resize(channels);
-    for (std::size_t i = 0; i < channels; ++i) {
+    m_ownStates = environment.hardware.ownChannelStates();
+    for (std::size_t i = 0; i < m_trajectory.channels.size(); ++i) {
         if (m_trajectory.channels[i]) {
             m_activeChannels.push_back(i);
         }
@@ -58,8 +62,9 @@ Run::Run(const RunEnvironment& environment, const Job& job, std::uint64_t seed)
 
 void Run::go() {
     m_env.control.startClock();
+    m_env.hardware.beginShooting();
     shootAll();
-    m_env.hardware.setLoad(nullptr);
+    m_env.hardware.endShooting();
     finish();
 }
 
@@ -99,48 +104,82 @@ bool Run::shootOnce() {
 }
 
 bool Run::shoot(const Shot& shot) {
-    const bool isTriggered = m_record.trigMode == EXEC_TRIGGER_ONE_PULSE_PER_SHOT;
-    if (isTriggered && !(waitForPulse() && pass(shot.delay))) {
+    if (!applyFaults()) {
         return false;
     }
-    return fire(shot) && (isTriggered || pass(shot.delay));
+    const bool isTriggered = m_record.trigMode == EXEC_TRIGGER_ONE_PULSE_PER_SHOT;
+    m_shooting = std::uint64_t{shot.duration} + extraTime(FaultKind::SLOW_SHOT);
+    m_delay = std::uint64_t{shot.delay} + extraTime(FaultKind::LATE_SHOT);
+    if (isTriggered && !(waitForPulse() && pass(m_delay))) {
+        return false;
+    }
+    return fire(shot) && (isTriggered || pass(m_delay)) && keepsTolerances(shot);
 }
 
 bool Run::fire(const Shot& shot) {
     const std::shared_ptr<const ShotModel> model = modelOf(m_shot);
-    if (!mayShoot(*model)) {
-        return false;
+    const Description& description = m_env.hardware.description();
+    const bool isCut = m_shooting > description.watchdogUs &&
+                       !(m_env.faults.any() && m_env.faults.has(FaultKind::NO_WATCHDOG));
+    if (isCut) {
+        m_shooting = description.watchdogUs;
     }
-    m_env.hardware.setLoad(model);
-    const std::uint32_t watchdog = m_env.hardware.description().watchdogUs;
-    if (shot.duration > watchdog) {
-        pass(watchdog);
-        m_env.control.stop(STOP_WATCHDOG);
-        return false;
-    }
-    if (!pass(shot.duration)) {
+    if (!isSafe(m_env.hardware.beginShot(model)) || !pass(m_shooting)) {
         return false;
     }
     if (wantsShotResults()) {
         sendShotResult(*model, shot);
     }
-    return true;
+    m_env.hardware.endShot();
+    return !isCut || !description.detectsWatchdog() || isSafe(Alarm(STOP_WATCHDOG));
 }
 
-bool Run::mayShoot(const ShotModel& model) {
-    const StopReason* reason = nullptr;
-    if (m_env.faults.any()) {
-        reason = m_env.faults.stopAt(m_execution, static_cast<std::uint32_t>(m_shot));
+// Of what was measured against what was asked for.
+bool Run::keepsTolerances(const Shot& shot) {
+    if (m_shooting == shot.duration && m_delay == shot.delay) {
+        return true;
     }
-    const unsigned version = m_env.hardware.parameterVersion() + 1;
-    if (!reason && m_checkedVersions[m_shot] != version) {
-        reason = m_env.hardware.overload(model, m_stopAddress);
-        m_checkedVersions[m_shot] = version;
+    const auto gap = [](std::uint64_t a, std::uint64_t b) { return a > b ? a - b : b - a; };
+    const bool isKept =
+        gap(m_shooting, shot.duration) <= m_env.hardware.upb(BPARAM_UPB_SHOOTING_TOLERANCE) &&
+        gap(m_shooting + m_delay, std::uint64_t{shot.duration} + shot.delay) <=
+            m_env.hardware.upb(BPARAM_UPB_TOTAL_SHOT_TOLERANCE);
+    return isKept || isSafe(Alarm(STOP_TIMING));
+}
+
+std::uint32_t Run::extraTime(FaultKind kind) const {
+    if (!m_env.faults.any()) {
+        return 0;
     }
-    if (reason) {
-        m_env.control.stop(*reason);
+    const auto fault = m_env.faults.at(kind, m_execution, static_cast<std::uint32_t>(m_shot));
+    return fault ? fault->value : 0;
+}
+
+// Faults that strike before a shot. False when the execution is to stop.
+bool Run::applyFaults() {
+    if (!m_env.faults.any()) {
+        return true;
     }
-    return !reason;
+    const auto shot = static_cast<std::uint32_t>(m_shot);
+    const auto channel = m_env.faults.at(FaultKind::CHANNEL_OFF, m_execution, shot);
+    if (channel && channel->value < m_manualStates.size()) {
+        m_env.hardware.shutOffChannel(channel->value);
+    }
+    const auto board = m_env.faults.at(FaultKind::BOARD_OFF, m_execution, shot);
+    if (board && m_env.hardware.description().findBoard(HWID_AMPLIFIER, board->address)) {
+        m_env.hardware.disableAmplifier(board->address);
+    }
+    const StopReason* reason = m_env.faults.stopAt(m_execution, shot);
+    return !reason || isSafe(Alarm(*reason));
+}
+
+// Whatever there is to be alarmed about stops the execution.
+bool Run::isSafe(const std::optional<Alarm>& alarm) {
+    if (alarm) {
+        m_alarm = *alarm;
+        m_env.control.stop(*alarm->reason);
+    }
+    return !alarm;
 }
 
 bool Run::waitForPulse() {
@@ -149,16 +188,31 @@ bool Run::waitForPulse() {
         return false;
     }
     m_env.journal.setTriggerWait(true);
-    const bool pulsed = m_env.control.waitForPulse();
+    m_env.hardware.holdClock(false);
+    while (!m_env.control.waitForPulse(PULSE_SLICE_MS)) {
+        isSafe(m_env.hardware.passTime(0)); // the next turn sees the stop
+    }
+    m_env.hardware.holdClock(true);
     m_env.journal.setTriggerWait(false);
-    return pulsed;
+    return !m_env.control.stopped();
 }
 
-bool Run::pass(std::uint32_t microseconds) {
+bool Run::pass(std::uint64_t microseconds) {
     if (m_env.control.isRealTime() && !flush()) {
         return false;
     }
-    return m_env.control.pass(microseconds);
+    std::uint64_t left = microseconds;
+    do {
+        const auto slice = static_cast<std::uint32_t>(std::min(left, WATCH_US));
+        if (!m_env.control.pass(slice)) {
+            return false;
+        }
+        if (slice > 0 && !isSafe(m_env.hardware.passTime(slice))) {
+            return false;
+        }
+        left -= slice;
+    } while (left > 0);
+    return true;
 }
 
 void Run::finish() {
@@ -175,25 +229,50 @@ void Run::finish() {
                  m_job.afterFirst.end());
     flush();
     m_env.journal.updateExecution(m_executionsDone, m_shotsDone);
-    m_env.journal.endExecution(reason ? reason->name : "");
+    m_env.journal.endExecution(reason ? alarmOf(*reason) : Alarm());
 }
 
 // --- what a shot drives ---
 
 const std::shared_ptr<const ShotModel>& Run::modelOf(std::size_t index) {
+    if (m_channelVersion != m_env.hardware.channelVersion()) {
+        forgetModels();
+    }
     std::shared_ptr<const ShotModel>& model = m_models[index];
     if (model) {
         return model;
     }
     // Shots are met in order, so what goes on from the previous one is known.
-    const Shot& shot = m_trajectory.shots[index];
-    if (index > 0 && shot.frequencies.empty() && shot.phases.empty() && shot.amplitudes.empty()) {
-        model = m_models[index - 1];
-    } else {
-        carryOver(shot);
-        model = m_env.physics.model(effectiveDrive());
+    const auto& shots = m_trajectory.shots;
+    const Shot& shot = shots[index];
+    const bool isSame = index > 0 && m_models[index - 1] && shot.frequencies.empty() &&
+                        shot.phases.empty() && shot.amplitudes.empty() &&
+                        (m_ramps == 0 || shot.duration == shots[index - 1].duration);
+    if (index == 0) {
+        clearDrive();
     }
+    carryOver(shot);
+    model = isSame ? m_models[index - 1] : m_env.physics.model(effectiveDrive(shot.duration));
     return model;
+}
+
+// The generator has shut something off: what it emits has to be worked out anew, from the first
+// shot to this one.
+void Run::forgetModels() {
+    m_channelVersion = m_env.hardware.channelVersion();
+    m_ownStates = m_env.hardware.ownChannelStates();
+    std::fill(m_models.begin(), m_models.end(), nullptr);
+    clearDrive();
+    for (std::size_t i = 0; i < m_shot; ++i) {
+        carryOver(m_trajectory.shots[i]);
+    }
+}
+
+void Run::clearDrive() {
+    const std::size_t channels = m_trajectory.channels.size();
+    m_drive.frequencies.assign(channels, 0);
+    m_drive.phases.assign(channels, 0);
+    m_drive.amplitudes.assign(channels, 0);
 }
 
 void Run::carryOver(const Shot& shot) {
@@ -202,12 +281,16 @@ void Run::carryOver(const Shot& shot) {
     spread(shot.amplitudes, m_activeChannels, m_drive.amplitudes);
 }
 
-Drive Run::effectiveDrive() const {
+// Channels that are off emit nothing, and a shot that is too short for the ramps doesn't get as far
+// as its amplitude.
+Drive Run::effectiveDrive(std::uint32_t duration) const {
     Drive drive = m_drive;
+    drive.currentThreshold = m_currentThreshold;
+    const double highest = m_ramps > 0 ? std::min(255.0, 255.0 * duration / m_ramps) : 255.0;
     for (std::size_t i = 0; i < drive.amplitudes.size(); ++i) {
-        if (!m_channelStates[i]) {
-            drive.amplitudes[i] = 0;
-        }
+        const bool isOn = m_manualStates[i] && m_ownStates[i];
+        const double amplitude = isOn ? std::min<double>(drive.amplitudes[i], highest) : 0;
+        drive.amplitudes[i] = static_cast<std::uint8_t>(amplitude);
     }
     return drive;
 }
@@ -250,19 +333,29 @@ Packet& Run::newPacket(std::uint32_t duration, std::int32_t gap, unsigned result
 
 void Run::sendShotResult(const ShotModel& model, const Shot& shot) {
     const std::uint64_t seed = mixedSeed(m_seed, m_execution, static_cast<std::uint64_t>(m_shot));
-    const auto gap = static_cast<std::int32_t>(seed % 5) - 2; // [microseconds]
+    const auto wanted = static_cast<std::int64_t>(std::uint64_t{shot.duration} + shot.delay);
+    const std::int64_t jitter = static_cast<std::int64_t>(seed % 5) - 2; // [microseconds]
+    const std::int64_t gap = static_cast<std::int64_t>(m_shooting + m_delay) - wanted + jitter;
     const auto error =
         m_env.faults.any()
             ? m_env.faults.shotErrorAt(m_execution, static_cast<std::uint32_t>(m_shot))
             : std::nullopt;
-    Packet& packet = newPacket(shot.duration, gap, error ? RESULT_SHOT_ERROR : RESULT_SHOT);
+    Packet& packet =
+        newPacket(static_cast<std::uint32_t>(m_shooting), static_cast<std::int32_t>(gap),
+                  error ? RESULT_SHOT_ERROR : RESULT_SHOT);
     if (error) {
         ByteWriter(packet.payload).text(*error);
     } else {
-        const bool withBoards = (m_record.flags & EXEC_FLAG_ADD_BOARD_MEASURES) != 0;
-        m_env.physics.appendMeasures(model, withBoards, seed, packet.payload);
+        m_env.physics.appendMeasures(model, seed, packet.payload);
+        if (m_record.flags & EXEC_FLAG_ADD_BOARD_MEASURES) {
+            m_env.physics.appendBoardMeasures(m_env.hardware.amplifierReadings(), packet.payload);
+        }
     }
     post(packet);
+}
+
+Alarm Run::alarmOf(const StopReason& reason) const {
+    return m_alarm.reason == &reason ? m_alarm : Alarm(reason);
 }
 
 void Run::sendExecutionResult(const StopReason* reason) {
@@ -282,12 +375,13 @@ void Run::sendExecutionResult(const StopReason* reason) {
     if (isV2) {
         writer.text(formatted("<%d> ", reason ? reason->v2Code : V2_EXEC_OK) + text);
     } else {
-        writer.u32(reason   ? reason->v3Code
+        const Alarm alarm = reason ? alarmOf(*reason) : Alarm();
+        writer.u32(reason   ? alarm.v3Code
                    : isLast ? V3_EXEC_FINISHED
                             : V3_EXEC_CONTINUE)
-            .u32(0)
-            .u8(reason ? reason->hwid : HWID_PROCESSOR)
-            .u8(reason ? m_stopAddress : 0)
+            .u32(alarm.argument)
+            .u8(reason ? alarm.hwid : HWID_PROCESSOR)
+            .u8(alarm.address)
             .u16(static_cast<std::uint32_t>(text.size()) + 1)
             .u32(0)
             .text(text)

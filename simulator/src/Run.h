@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace fus {
@@ -46,20 +47,26 @@ private:
     bool shootOnce();
     bool shoot(const Shot& shot);
     bool fire(const Shot& shot);
-    bool mayShoot(const ShotModel& model);
+    bool keepsTolerances(const Shot& shot);
     bool waitForPulse();
-    bool pass(std::uint32_t microseconds);
+    bool pass(std::uint64_t microseconds);
+    bool isSafe(const std::optional<Alarm>& alarm);
+    bool applyFaults();
+    std::uint32_t extraTime(FaultKind kind) const;
     void finish();
 
     const std::shared_ptr<const ShotModel>& modelOf(std::size_t shot);
+    void clearDrive();
     void carryOver(const Shot& shot);
-    Drive effectiveDrive() const;
+    void forgetModels();
+    Drive effectiveDrive(std::uint32_t duration) const;
 
     bool wantsShotResults() const;
     bool wantsExecutionResult() const;
     std::uint32_t remaining() const;
     void sendShotResult(const ShotModel& model, const Shot& shot);
     void sendExecutionResult(const StopReason* reason);
+    Alarm alarmOf(const StopReason& reason) const;
     Packet& newPacket(std::uint32_t duration, std::int32_t gap, unsigned resultType);
     void post(Packet& packet);
     bool flush();
@@ -69,18 +76,24 @@ private:
     const ExecutionRecord& m_record;
     const Trajectory& m_trajectory;
     const std::uint64_t m_seed;
-    const std::vector<bool> m_channelStates; // as they were at the start
+    // As they were at the start.
+    const std::vector<bool> m_manualStates;
+    const double m_ramps; // [microseconds] up to the highest amplitude, and down again
+    const unsigned m_currentThreshold;
 
     std::vector<std::size_t> m_activeChannels;
     Drive m_drive;
     std::vector<std::shared_ptr<const ShotModel>> m_models; // of the shots seen so far
-    std::vector<unsigned> m_checkedVersions; // parameter version at the shot's last check, plus 1
+    std::vector<bool> m_ownStates;
+    unsigned m_channelVersion;
 
     std::uint32_t m_execution = 0;
     std::uint32_t m_executionsDone = 0;
     std::size_t m_shot = 0;
     std::uint64_t m_shotsDone = 0;
-    unsigned m_stopAddress = 0; // of the board that stops
+    std::uint64_t m_shooting = 0; // [microseconds] that the shot really takes, and its delay
+    std::uint64_t m_delay = 0;
+    Alarm m_alarm; // that stopped
     Packet m_packet;
     Bytes m_out;
     bool m_holding; // nothing goes out before the first packet

@@ -48,8 +48,7 @@ void RunControl::startClock() {
 
 void RunControl::loadHeartBeatTimeout() {
     m_parameterVersion = m_hardware.parameterVersion();
-    const std::uint64_t timeout =
-        m_hardware.description().isV2() ? 0 : m_hardware.upb(BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT);
+    const std::uint64_t timeout = m_hardware.upb(BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT);
     m_heartBeatTimeout = std::chrono::microseconds(std::min<std::uint64_t>(timeout, 0xFFFFFFFFU));
 }
 
@@ -103,18 +102,20 @@ void RunControl::expectPulse() {
     m_waitsForPulse = !m_pulsed; // it may have come already
 }
 
-bool RunControl::waitForPulse() {
+bool RunControl::waitForPulse(unsigned milliseconds) {
     std::unique_lock<std::mutex> lock(m_mutex);
-    while (!m_pulsed && !stopped()) {
-        m_changed.wait_for(lock, SLICE);
-        if (!checkHeartBeat() && !stopped()) {
-            m_stop = &STOP_HEARTBEAT;
-        }
+    m_changed.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                       [this] { return m_pulsed || stopped(); });
+    if (!checkHeartBeat() && !stopped()) {
+        m_stop = &STOP_HEARTBEAT;
+    }
+    if (!m_pulsed && !stopped()) {
+        return false;
     }
     m_waitsForPulse = false;
     m_pulsed = false;
     startClock();
-    return !stopped();
+    return true;
 }
 
 bool RunControl::stop(const StopReason& reason) {

@@ -36,7 +36,8 @@ public:
     // From here on a pulse is welcome, as it is from begin() on in a triggered execution. To be
     // called before a client can know that the previous shot is over.
     void expectPulse();
-    bool waitForPulse();
+    // Waits for a while. True when the wait is over: a pulse came, or the execution is to stop.
+    bool waitForPulse(unsigned milliseconds);
 
     // --- for all ---
     // The first reason counts. False if nothing runs.

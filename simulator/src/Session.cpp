@@ -71,6 +71,9 @@ void Session::serve() {
         if (!handleInput()) {
             return;
         }
+        if (count > 0) {
+            m_lastInput = Clock::now(); // not when it came: a command may have waited since
+        }
         if (isStuck()) {
             note("the client has stopped halfway: cut off");
             return;
@@ -116,7 +119,6 @@ bool Session::isStuck() const {
 
 void Session::receive(const std::uint8_t* data, std::size_t size) {
     m_input.insert(m_input.end(), data, data + size);
-    m_lastInput = Clock::now();
 }
 
 // Takes the whole packets out of what has come. False when the link is to be cut.
@@ -275,6 +277,9 @@ bool Session::sendAnswer(const Bytes& data, bool startsJob) {
 }
 
 void Session::waitSimulated(std::uint32_t microseconds) {
+    if (m_env.timeScale <= 0 && !m_env.executor.isBusy()) {
+        m_env.hardware.rest(microseconds);
+    }
     const std::chrono::duration<double, std::micro> real(microseconds * m_env.timeScale);
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(real);
     while (Clock::now() < end && !m_outlet->isCut()) {

@@ -2,6 +2,7 @@
 
 #include "Executor.h"
 #include "FaultBook.h"
+#include "GeneratorParameters.h"
 #include "Hardware.h"
 #include "Journal.h"
 #include "Physics.h"
@@ -9,8 +10,11 @@
 #include "RunControl.h"
 #include "Session.h"
 
+#include "fus/P_GProtocol.h"
+
 #include "platform/platform.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -70,7 +74,8 @@ void closeListener(platform::Socket& listener) {
 struct Simulator::Private {
     Private(Description theDescription, Options theOptions)
         : description(std::move(theDescription)), options(std::move(theOptions)),
-          physics(description, options.seed), hardware(description, physics),
+          physics(description, options.seed),
+          hardware(description, physics, faults, options.timeScale),
           control(hardware, options.timeScale) {
         for (const Fault& fault : options.faults) {
             faults.add(fault);
@@ -259,6 +264,18 @@ bool Simulator::stopExecution(const std::string& name) {
     return reason && m_private->control.stop(*reason);
 }
 
+void Simulator::shutOffChannel(unsigned channel) {
+    m_private->hardware.shutOffChannel(channel);
+}
+
+void Simulator::disableAmplifier(unsigned address) {
+    m_private->hardware.disableAmplifier(address);
+}
+
+void Simulator::restore() {
+    m_private->hardware.restore();
+}
+
 void Simulator::dropClient() {
     m_private->dropClient();
 }
@@ -285,7 +302,15 @@ std::uint32_t Simulator::threshold(unsigned hwid, unsigned address, unsigned mea
 
 std::uint8_t Simulator::generatorParameter(unsigned id) const {
     try {
-        return m_private->hardware.generatorParameter(id);
+        return generatorByte(m_private->hardware, id);
+    } catch (const Refusal& refusal) {
+        throw std::out_of_range(refusal.text);
+    }
+}
+
+std::vector<std::uint32_t> Simulator::generatorParameters(unsigned id) const {
+    try {
+        return generatorList(m_private->hardware, id);
     } catch (const Refusal& refusal) {
         throw std::out_of_range(refusal.text);
     }
@@ -293,6 +318,19 @@ std::uint8_t Simulator::generatorParameter(unsigned id) const {
 
 std::vector<bool> Simulator::channelStates() const {
     return m_private->hardware.channelStates();
+}
+
+std::vector<bool> Simulator::manualChannelStates() const {
+    return m_private->hardware.manualChannelStates();
+}
+
+BoardRecord Simulator::board(unsigned hwid, unsigned address) const {
+    return m_private->hardware.record(hwid, address);
+}
+
+bool Simulator::peripheralState(unsigned peripheral) const {
+    const unsigned first = gprotocol::BPARAM_UPB_PERIPH_POWER_SUPPLY;
+    return m_private->hardware.upb(first + std::min(peripheral, PERIPHERAL_COUNT)) != 0;
 }
 
 void Simulator::setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status) {

@@ -24,6 +24,12 @@ const StopReason STOP_WATCHDOG = {"watchdog", 1032, 0x29000101, HWID_SYNTHESIZER
                                   "Shot cut by the watchdog."};
 const StopReason STOP_HEARTBEAT = {"heartbeat", 1043, 0x38030200, HWID_PROCESSOR,
                                    "No heart-beat in time."};
+const StopReason STOP_BOARD_MEASURE = {"board-measure", 1037, 0x28000002, HWID_PROCESSOR,
+                                       "Board measure out of its thresholds."};
+const StopReason STOP_POWER_SUPPLY = {"power-supply", 1036, 0x13140000, HWID_PROCESSOR,
+                                      "The amplifiers' power supply is off."};
+const StopReason STOP_BOARD_DISABLED = {"board-disabled", 1038, 0x13140000, HWID_AMPLIFIER,
+                                        "A board is out of action."};
 const StopReason STOP_ABANDONED = {"abandoned", 1033, 0x38030000, HWID_PROCESSOR, ""};
 
 namespace {
@@ -32,9 +38,19 @@ const StopReason STOP_INTERNAL = {"internal", 1035, 0x130F0000, HWID_PROCESSOR, 
 const StopReason STOP_MECHANICAL = {"mechanical", 1040, 0x38020000, HWID_PROCESSOR,
                                     "Mechanical error."};
 
-const StopReason* const REASONS[] = {
-    &STOP_USER,       &STOP_SWITCHED, &STOP_INTERNAL, &STOP_AMPLIFIER_TEMP, &STOP_AMPLIFIER_CURRENT,
-    &STOP_MECHANICAL, &STOP_TRIGGER,  &STOP_TIMING,   &STOP_WATCHDOG,       &STOP_HEARTBEAT};
+const StopReason* const REASONS[] = {&STOP_USER,
+                                     &STOP_SWITCHED,
+                                     &STOP_INTERNAL,
+                                     &STOP_AMPLIFIER_TEMP,
+                                     &STOP_AMPLIFIER_CURRENT,
+                                     &STOP_MECHANICAL,
+                                     &STOP_TRIGGER,
+                                     &STOP_TIMING,
+                                     &STOP_WATCHDOG,
+                                     &STOP_HEARTBEAT,
+                                     &STOP_BOARD_MEASURE,
+                                     &STOP_POWER_SUPPLY,
+                                     &STOP_BOARD_DISABLED};
 
 } // namespace
 

@@ -23,8 +23,24 @@ extern const StopReason STOP_TRIGGER;
 extern const StopReason STOP_TIMING;
 extern const StopReason STOP_WATCHDOG;
 extern const StopReason STOP_HEARTBEAT;
+extern const StopReason STOP_BOARD_MEASURE; // another measure, or a lower threshold
+extern const StopReason STOP_POWER_SUPPLY;
+extern const StopReason STOP_BOARD_DISABLED;
 // Not a reason that anybody hears of: the client has gone.
 extern const StopReason STOP_ABANDONED;
+
+// A stop and the board that it comes from.
+struct Alarm {
+    const StopReason* reason = nullptr;
+    unsigned hwid = 0;
+    unsigned address = 0;
+    std::uint32_t v3Code = 0;
+    std::uint32_t argument = 0; // the reading that passed its threshold
+
+    Alarm() = default;
+    explicit Alarm(const StopReason& why, unsigned where = 0)
+        : reason(&why), hwid(why.hwid), address(where), v3Code(why.v3Code) {}
+};
 
 // Null for another name.
 const StopReason* findStopReason(const std::string& name);

@@ -62,17 +62,6 @@ Shot readShot(ByteReader& reader, std::size_t active, bool isV3, std::size_t ind
     return shot;
 }
 
-void checkAmplitudes(const Hardware& hardware, const Shot& shot, std::size_t index) {
-    const std::uint32_t highest = hardware.maxAmplitude();
-    for (std::uint8_t amplitude : shot.amplitudes) {
-        if (amplitude > highest) {
-            refuse(OUT_OF_RANGE, static_cast<std::uint32_t>(index),
-                   "Shot %zu: amplitude %u above the threshold %u.", index, unsigned{amplitude},
-                   static_cast<unsigned>(highest));
-        }
-    }
-}
-
 void readShots(const Hardware& hardware, ByteReader& reader, Trajectory& trajectory) {
     const Description& description = hardware.description();
     const std::size_t count = reader.u32();
@@ -88,8 +77,8 @@ void readShots(const Hardware& hardware, ByteReader& reader, Trajectory& traject
     trajectory.shots.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
         trajectory.shots.push_back(readShot(reader, active, description.hasV3Uploads(), i));
-        checkAmplitudes(hardware, trajectory.shots.back(), i);
     }
+    checkAmplitudes(hardware, trajectory);
 }
 
 // Total count, active count, a bit for each channel.
@@ -198,6 +187,19 @@ void checkModes(const Hardware& hardware, const ExecModes& modes, unsigned flags
         refuse(UNAVAILABLE_HARDWARE, modes.mechMode, "There is no mechanical board.");
     }
     checkFlags(modes, flags);
+}
+
+void checkAmplitudes(const Hardware& hardware, const Trajectory& trajectory) {
+    const std::uint32_t highest = hardware.maxAmplitude();
+    for (std::size_t i = 0; i < trajectory.shots.size(); ++i) {
+        const auto& amplitudes = trajectory.shots[i].amplitudes;
+        const auto most = std::max_element(amplitudes.begin(), amplitudes.end());
+        if (most != amplitudes.end() && *most > highest) {
+            refuse(OUT_OF_RANGE, static_cast<std::uint32_t>(i),
+                   "Shot %zu: amplitude %u above the threshold %u.", i, unsigned{*most},
+                   static_cast<unsigned>(highest));
+        }
+    }
 }
 
 void checkShots(const Hardware& hardware, const Trajectory& trajectory, const ExecModes& modes) {

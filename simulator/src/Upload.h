@@ -25,6 +25,7 @@ struct ExecModes {
 // checked there.
 Upload readUpload(const Hardware& hardware, const Bytes& payload);
 void checkModes(const Hardware& hardware, const ExecModes& modes, unsigned flags);
+void checkAmplitudes(const Hardware& hardware, const Trajectory& trajectory);
 void checkShots(const Hardware& hardware, const Trajectory& trajectory, const ExecModes& modes);
 
 } // namespace simulator

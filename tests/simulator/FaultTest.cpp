@@ -33,6 +33,10 @@ TEST(Fault, SaysWhatItDoesNotUnderstand) {
         {"late:ms=1,text=x", "'late' doesn't take 'text'"},
         {"missing:command=70000", "'command' has 16 bits: '70000'"},
         {"missing:command=CMD_NONE", "'command' is neither a number nor a known name: 'CMD_NONE'"},
+        {"missing:nth=0", "'nth' counts from 1"},
+        {"missing:command packet=1", "'missing' doesn't take 'command packet'"},
+        {"reading:raw=1", "'reading' needs 'measure'"},
+        {"board-off:shot=1", "'board-off' needs 'address'"},
         {"stop", "'stop' needs a 'reason', one of those in the help"},
         {"stop:reason=boredom", "'stop' needs a 'reason', one of those in the help"},
     };

@@ -82,9 +82,9 @@ TEST(Wire, AnswersBoardCommands) {
          boardAnswer(10, 0, 74, 74) + be16(8) + hex("8813 E02E C05D 606D")},
         {boardCommand(10, 0, 93, le16(1392)),
          boardAnswer(10, 0, 93, 93) + be16(8) + hex("40FF1005 00000000")},
-        {boardCommand(10, 0, 92, le16(1377) + le16(0) + le64(0x123456789AULL)),
+        {boardCommand(10, 0, 92, le16(1380) + le16(0) + le64(0x123456789AULL)),
          boardAnswer(10, 0, 92, 89)},
-        {boardCommand(10, 0, 93, le16(1377)),
+        {boardCommand(10, 0, 93, le16(1380)),
          boardAnswer(10, 0, 93, 93) + be16(8) + hex("9A78563412000000")},
         {boardCommand(12, 7, 92, le16(2601) + le16(0) + le64(5000)), boardAnswer(12, 7, 92, 89)},
         {boardCommand(11, 2, 93, le16(2905)),
@@ -97,7 +97,7 @@ TEST(Wire, AnswersBoardCommands) {
     }
     EXPECT_EQ(5000U, story.simulator.threshold(12, 7, 1, true));
     EXPECT_EQ(9000U, story.simulator.threshold(12, 6, 1, true));
-    EXPECT_EQ(0x123456789AU, story.simulator.boardParameter(10, 0, 1377));
+    EXPECT_EQ(0x123456789AU, story.simulator.boardParameter(10, 0, 1380));
 }
 
 TEST(Wire, LetsTheBoardRefuseABoardCommand) {
@@ -117,6 +117,9 @@ TEST(Wire, LetsTheBoardRefuseABoardCommand) {
         {boardCommand(10, 0, 92, le16(1390) + le16(0) + le64(1)), 0x13020000},
         {boardCommand(10, 0, 92, le16(1386) + le16(0) + le64(256)), 0x13090000},
         {boardCommand(10, 0, 92, le16(1385) + le16(0) + le64(1)), 0x13090000},
+        {boardCommand(10, 0, 92, le16(1379) + le16(0) + le64(26000000)), 0x13090000},
+        {boardCommand(10, 0, 92, le16(1378) + le16(0) + le64(100001)), 0x13090000},
+        {boardCommand(12, 3, 92, le16(2501) + le16(0) + le64(9001)), 0x13090000},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(toHex(row.command));

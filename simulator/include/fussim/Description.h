@@ -39,6 +39,7 @@ struct BoardMeasureDescription {
     std::vector<std::int32_t> coefficients; // before the division, rising powers
     double idle = 0;                        // physical value at rest
     double full = 0;                        // and with all channels at full amplitude
+    bool isSwitched = false;                // dead while the amplifiers' power supply is off
 
     MeasureCurve curve() const;
 };
@@ -61,6 +62,8 @@ struct BoardDescription {
     std::vector<BoardMeasureDescription> measures;
     std::size_t firstChannel = 0; // of an active amplifier, in the generator's numbering
     std::size_t channelCount = 0;
+    bool hasPowerSwitch = false;       // of an amplifier
+    bool hasWatchdogDetection = false; // of a synthesizer
 };
 
 // Limits of a generator of protocol 2; later ones hold theirs in board parameters. [microseconds]
@@ -71,6 +74,7 @@ struct TimingDescription {
     std::uint32_t minQuickTotal = 0, minRepeatTotal = 0;
     std::uint32_t minRepeatDelay = 0;
     std::uint32_t minTrajectoryDelay = 0, maxTrajectoryDelay = 0;
+    std::uint32_t maxRamp = 0;
 };
 
 // What hangs on the channels.
@@ -80,6 +84,7 @@ struct LoadDescription {
     double quality = 2;
     double maxVoltage = 90; // [volt] at amplitude 255
     double spreadPercent = 3;
+    double thermalSeconds = 4; // in which amplifiers come within a third of their final heat
 };
 
 // A plain value. It is made by one of the static functions and then only read; a test may change
@@ -104,6 +109,9 @@ struct Description {
     bool hasMechanics = false;
     std::vector<BoardDescription> boards; // processor, synthesizers, amplifiers, mechanics
     std::vector<ChannelMeasureDescription> channelMeasures;
+    // What amplifiers of protocol 2 measure, and how many such values the generator gives.
+    BoardMeasureDescription temperature, current;
+    std::size_t temperatureCount = 0, currentCount = 0;
     TimingDescription timing;
     LoadDescription load;
     std::uint32_t watchdogUs = 2100000;
@@ -115,6 +123,8 @@ struct Description {
 
     bool isV2() const { return protocolNumber < 300; }
     bool hasV3Uploads() const { return protocolNumber >= 301; }
+    // Its synthesizers tell that their watchdog has cut a shot.
+    bool detectsWatchdog() const;
     const BoardDescription* findBoard(unsigned hwid, unsigned address) const;
     // [bytes] of a shot result's packet, header included.
     std::size_t shotResultSize(bool withBoardMeasures) const;

@@ -33,26 +33,40 @@ enum class FaultKind {
     RESULTS_BEFORE_ACK, // and after the first result
     ANSWER_SILENT,      // stop, close and heart-beat are answered too
     STOP,               // an execution stops at `execution`, `shot` for the reason in `text`
-    SHOT_ERROR          // an error text in place of a shot result
+    SHOT_ERROR,         // an error text in place of a shot result
+    CHANNEL_OFF,        // the generator shuts off channel `value` by itself, before that shot
+    BOARD_OFF,          // amplifier `address` goes out of action, and stops that execution
+    SLOW_SHOT,          // that shot lasts `value` microseconds longer than asked for
+    LATE_SHOT,          // and so does its delay
+    NO_WATCHDOG,        // too long shots aren't cut
+    READING,            // the measure `text` reads `value`
+    BAD_READING,        // and is marked as bad; of protocol 3: reads its highest value
+    BOARD_STATUS        // the status bits `value` are set
 };
 
 // One fault. Those on packets apply to answers of the command type `command`, and to sent packets
 // of type `packet`; 0 means any of them. `nth` counts such packets from 1, from when the fault was
-// set; 0 means each.
+// set; 0 means each. Those on boards apply to those of hardware id `hwid` (0: any) at `address`
+// (ANY_ADDRESS: any), and last until they are cleared.
 struct Fault {
+    static constexpr std::uint32_t ANY_ADDRESS = 0xFFFFFFFF;
+
     FaultKind kind = FaultKind::LATE;
     unsigned command = 0;
     unsigned packet = 0;
     unsigned nth = 0;
-    std::uint32_t value = 0; // milliseconds, type, id, size, error code or byte
+    std::uint32_t value = 0; // milliseconds, type, id, size, error code, byte ...
     std::uint32_t argument = 0;
     std::uint32_t execution = 0;
     std::uint32_t shot = 0;
-    std::string text; // of an error; name of a stop reason
+    unsigned hwid = 0;
+    std::uint32_t address = ANY_ADDRESS;
+    std::string text; // of an error; name of a stop reason; name or index of a board measure
 
     // Reads KIND[:KEY=VALUE[,KEY=VALUE...]], for example "late:command=CMD_TRAJ_EXEC_V3,ms=300",
     // "error:command=1307,nth=2,code=0x13090000,text=Out of range",
-    // "stop:reason=watchdog,execution=1,shot=3". A text takes all that follows it.
+    // "stop:reason=watchdog,execution=1,shot=3", "reading:measure=tem,raw=1000,address=2". A text
+    // takes all that follows it.
     // Throws FaultError.
     static Fault parse(const std::string& text);
     // A line for each kind, for a program's help.

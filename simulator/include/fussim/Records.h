@@ -49,6 +49,23 @@ struct ExecutionRecord {
     std::uint64_t shotsDone = 0;
     bool finished = false;
     std::string stopReason; // empty when it ran to its end
+    // Of a stop: its code of protocol 3, and the board that it came from.
+    std::uint32_t stopCode = 0;
+    unsigned stopHwid = 0;
+    unsigned stopAddress = 0;
+};
+
+// A board as it is now.
+struct BoardRecord {
+    std::uint32_t status = 0; // as the generator reports it
+    bool isPowered = true;
+    bool isDisabled = false; // it has gone out of action by itself
+    // Of its measures: as they are read (ADC values; words of protocol 2), in physical units, and
+    // the thresholds as they are read.
+    std::vector<std::uint32_t> readings;
+    std::vector<double> values;
+    std::vector<std::uint32_t> lowerThresholds;
+    std::vector<std::uint32_t> upperThresholds;
 };
 
 } // namespace simulator

@@ -18,7 +18,8 @@ struct Options {
     std::string host = "127.0.0.1"; // IPv4 address that it listens on
     std::uint16_t port = 0;         // 0: a free one
     // Seconds that pass for each simulated second; 0: as fast as it can. Scales shots, delays and
-    // CMD_WAIT, but neither the heart-beat nor faults.
+    // CMD_WAIT and the time in which amplifiers heat up and cool, but neither the heart-beat nor
+    // faults. With 0 nothing cools but by shots, delays and CMD_WAIT.
     double timeScale = 1.0;
     std::uint64_t seed = 1;      // of the noise; the same seed and story give the same measures
     unsigned triggerEveryMs = 0; // pulses on the trigger input; 0: none
@@ -60,6 +61,12 @@ public:
     void pulse();
     // Ends the running execution for this reason, one of stopReasonNames(); false if none runs.
     bool stopExecution(const std::string& reason);
+    // The generator protects itself: it shuts a channel off, or an amplifier goes out of action,
+    // which stops an execution. Both last until the amplifiers' supply or the slave boards are
+    // switched on again, or restore(). Throw std::out_of_range for what doesn't exist.
+    void shutOffChannel(unsigned channel);
+    void disableAmplifier(unsigned address);
+    void restore();
     // Cuts the client off, as a broken cable would.
     void dropClient();
 
@@ -71,8 +78,15 @@ public:
     void setBoardParameter(unsigned hwid, unsigned address, unsigned parameter,
                            std::uint64_t value);
     std::uint32_t threshold(unsigned hwid, unsigned address, unsigned measure, bool upper) const;
-    std::uint8_t generatorParameter(unsigned id) const; // protocol 2
+    // Of protocol 2: one of a byte, or the words of a list. Throw std::out_of_range for another.
+    std::uint8_t generatorParameter(unsigned id) const;
+    std::vector<std::uint32_t> generatorParameters(unsigned id) const;
+    // As they are read back: on by hand, and not shut off by the generator.
     std::vector<bool> channelStates() const;
+    std::vector<bool> manualChannelStates() const;
+    // Status, power, measures and thresholds. Throws std::out_of_range for no such board.
+    BoardRecord board(unsigned hwid, unsigned address) const;
+    bool peripheralState(unsigned peripheral) const; // 0 to 3
     void setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status);
 
     // --- What happened ---
