@@ -1,10 +1,10 @@
 #include "Commands.h"
 
 #include "BoardCommands.h"
-#include "GeneratorParameters.h"
 #include "Parameters.h"
 #include "Refusal.h"
 #include "Upload.h"
+#include "V2Parameters.h"
 
 namespace fus {
 namespace simulator {

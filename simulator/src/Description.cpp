@@ -42,8 +42,9 @@ double MeasureCurve::inverse(double value, double highest) const {
 
 MeasureCurve BoardMeasureDescription::curve() const {
     MeasureCurve result;
+    const double divided = divisor == 0 ? 1 : divisor; // a client is to complain about 0, not we
     for (std::int32_t coefficient : coefficients) {
-        result.coefficients.push_back(static_cast<double>(coefficient) / divisor);
+        result.coefficients.push_back(coefficient / divided);
     }
     return result;
 }

@@ -53,8 +53,8 @@ void Hardware::fillBoard(const BoardDescription& board) {
         values.emplace(V2_MULTIPLEXER, 0);
         values.emplace(BPARAM_UPB_MAX_RAMP_TIME, m_description.timing.maxRamp);
         for (const auto& [id, value] : m_description.generatorParameters) {
-            const unsigned kept = findGeneratorParameterRow(id)->boardParameter;
-            values[kept ? kept : id] = value;
+            const GeneratorParameterRow* row = findGeneratorParameterRow(id);
+            values[row && row->boardParameter ? row->boardParameter : id] = value;
         }
     }
     values.emplace(BPARAM_ALL_HW_VERSION, hardwareWord(board.hardwareVersion));

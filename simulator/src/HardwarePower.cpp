@@ -29,8 +29,7 @@ constexpr std::uint32_t FIRST_OTHER_MEASURE = 2;
 // --- supplies ---
 
 bool Hardware::isOn(unsigned peripheral) const {
-    return state(HWID_PROCESSOR, 0).parameters.at(BPARAM_UPB_PERIPH_POWER_SUPPLY + peripheral) !=
-           0;
+    return state(HWID_PROCESSOR, 0).parameters.at(BPARAM_UPB_PERIPH_POWER_SUPPLY + peripheral) != 0;
 }
 
 bool Hardware::isPowered(unsigned hwid, unsigned address) const {
@@ -40,8 +39,7 @@ bool Hardware::isPowered(unsigned hwid, unsigned address) const {
 }
 
 std::uint32_t Hardware::status(unsigned hwid, unsigned address) const {
-    return state(hwid, address).status |
-           (isPowered(hwid, address) ? 0 : STATUS_POWER_SUPPLY) |
+    return state(hwid, address).status | (isPowered(hwid, address) ? 0 : STATUS_POWER_SUPPLY) |
            m_faults.boardStatus(hwid, address);
 }
 
@@ -123,8 +121,7 @@ std::vector<bool> Hardware::ownChannelStates() const {
     states.flip();
     for (const BoardDescription* board : m_physics.amplifiers()) {
         if (state(board->hwid, board->address).isDisabled) {
-            const auto first =
-                states.begin() + static_cast<std::ptrdiff_t>(board->firstChannel);
+            const auto first = states.begin() + static_cast<std::ptrdiff_t>(board->firstChannel);
             std::fill_n(first, board->channelCount, false);
         }
     }

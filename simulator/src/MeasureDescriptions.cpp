@@ -61,16 +61,14 @@ void setStandard(BoardMeasureDescription& measure) {
         std::int32_t offset;                      // [divided] physical value of 0
         double idle, full;
     };
-    constexpr Standard STANDARDS[] = {{"tem", 8, 1, -40, 24, 46},
-                                      {"idc", 1000, 20, 0, 0.2, 4.5},
-                                      {"vdc", 1000, 5, 0, 24, 23.5}};
+    constexpr Standard STANDARDS[] = {
+        {"tem", 8, 1, -40, 24, 46}, {"idc", 1000, 20, 0, 0.2, 4.5}, {"vdc", 1000, 5, 0, 24, 23.5}};
     measure.upperThreshold = maxAdc(measure.size);
     measure.coefficients = {0, 1};
     for (const Standard& standard : STANDARDS) {
         if (measure.name == standard.name) {
             measure.divisor = measure.size == 1 ? standard.coarseDivisor : standard.fineDivisor;
-            measure.coefficients[0] =
-                standard.offset * static_cast<std::int32_t>(measure.divisor);
+            measure.coefficients[0] = standard.offset * static_cast<std::int32_t>(measure.divisor);
             measure.idle = standard.idle;
             measure.full = standard.full;
         }
@@ -78,8 +76,8 @@ void setStandard(BoardMeasureDescription& measure) {
 }
 
 BoardMeasureDescription describeMeasure(const Config& ini, const std::string& type,
-                                             std::size_t position, const std::string& measureName,
-                                             unsigned size) {
+                                        std::size_t position, const std::string& measureName,
+                                        unsigned size) {
     BoardMeasureDescription measure;
     measure.name = measureName;
     measure.size = size;

@@ -127,7 +127,9 @@ double Sensors::value(const Sensor& sensor) const {
 
 std::uint32_t Sensors::raw(const Sensor& sensor) const {
     if (sensor.isSigned) {
-        return static_cast<std::uint32_t>(std::lround(value(sensor) / sensor.curve.coefficients[1]));
+        const double steps = value(sensor) / sensor.curve.coefficients[1];
+        const double kept = std::clamp(steps, -2147483648.0, 2147483647.0);
+        return static_cast<std::uint32_t>(static_cast<std::int32_t>(std::round(kept)));
     }
     return toAdc(sensor.curve, value(sensor), sensor.highest);
 }

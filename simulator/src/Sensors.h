@@ -23,13 +23,13 @@ struct Sensor {
     unsigned index = 0; // among the board's measures; of protocol 2 in the list of its quantity
     Quantity quantity = Quantity::OTHER;
     const BoardMeasureDescription* measure = nullptr;
-    MeasureCurve curve;            // from what is read to the physical value
-    std::uint32_t highest = 0;     // that can be read
-    std::uint32_t badMark = 0;     // the bits that mark a reading as bad
-    std::size_t amplifier = 0;     // whose load it follows, among the active ones
-    bool followsAll = false;       // it follows the mean of all instead
-    bool isSigned = false;         // what is read can be negative
-    bool isGuarded = true;         // it has thresholds
+    MeasureCurve curve;             // from what is read to the physical value
+    std::uint32_t highest = 0;      // that can be read
+    std::uint32_t badMark = 0;      // the bits that mark a reading as bad
+    std::size_t amplifier = 0;      // whose load it follows, among the active ones
+    bool followsAll = false;        // it follows the mean of all instead
+    bool isSigned = false;          // what is read can be negative
+    bool isGuarded = true;          // it has thresholds
     std::uint32_t lowerAtStart = 0; // thresholds, as they are read
     std::uint32_t upperAtStart = 0;
 };

@@ -277,8 +277,11 @@ bool Session::sendAnswer(const Bytes& data, bool startsJob) {
 }
 
 void Session::waitSimulated(std::uint32_t microseconds) {
-    if (m_env.timeScale <= 0 && !m_env.executor.isBusy()) {
-        m_env.hardware.rest(microseconds);
+    if (m_env.timeScale <= 0) {
+        m_env.executor.settle();
+        if (!m_env.executor.isBusy()) {
+            m_env.hardware.rest(microseconds);
+        }
     }
     const std::chrono::duration<double, std::micro> real(microseconds * m_env.timeScale);
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(real);

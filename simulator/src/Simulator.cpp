@@ -2,13 +2,13 @@
 
 #include "Executor.h"
 #include "FaultBook.h"
-#include "GeneratorParameters.h"
 #include "Hardware.h"
 #include "Journal.h"
 #include "Physics.h"
 #include "Refusal.h"
 #include "RunControl.h"
 #include "Session.h"
+#include "V2Parameters.h"
 
 #include "fus/P_GProtocol.h"
 

@@ -1,4 +1,4 @@
-#include "GeneratorParameters.h"
+#include "V2Parameters.h"
 
 #include "Parameters.h"
 #include "Refusal.h"
@@ -107,8 +107,8 @@ std::uint8_t generatorByte(const Hardware& hardware, unsigned id) {
 
 std::vector<std::uint32_t> generatorList(Hardware& hardware, unsigned id) {
     const GeneratorParameterRow& row = findRow(id);
-    const bool isList = row.form == Form::SUPPLIES || row.form == Form::TEMPERATURES ||
-                        row.form == Form::CURRENTS;
+    const bool isList =
+        row.form == Form::SUPPLIES || row.form == Form::TEMPERATURES || row.form == Form::CURRENTS;
     if (!isList || !hardware.description().isV2()) {
         refuse(UNKNOWN_PARAMETER, id, "Parameter %u isn't a list.", id);
     }
