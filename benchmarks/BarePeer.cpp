@@ -48,6 +48,7 @@ Bytes parameterAnswer() {
 
 std::string generatorText() {
     return "[Version]\nserver_software_version = 2.9.0.0\nserver_hardware_version = 1.0.0.0\n"
+           "amp_board_hardware_version = 1.2.3.4\n"
            "[Available hardware]\nnb_elements = 256\nmax_nb_buffers = 4\nmax_nb_shot = 4096\n"
            "nb_dds_board = 16\nnb_adc_board = 16\nnb_measures_by_amp_board = 4\n"
            "[Timing constraints]\nmax_shot_duration_us = 1000000\nmax_shot_length_us = 2000000\n";

@@ -2,6 +2,7 @@
 // the upload of a trajectory.
 
 #include "BarePeer.h"
+#include "PlainConversion.h"
 #include "Ratios.h"
 
 #include "fus/ElectronicTrajectory.h"
@@ -137,8 +138,9 @@ void boardParameter(benchmark::State& state) {
 
 // --- shot results --------------------------------------------------------------------------------
 
-/// The least that anybody does with a shot result: find the packet, read its head, keep its bytes.
-void bareShotResults(benchmark::State& state) {
+/// The least that anybody does with a shot result: find the packet, read its head, use its bytes.
+template <class Use>
+void bareLoop(benchmark::State& state, Use use) {
     BarePeer peer(false);
     BareClient client(peer.port());
     client.send(BarePeer::parameterRequest(1)); // makes sure that the peer has accepted
@@ -155,7 +157,7 @@ void bareShotResults(benchmark::State& state) {
                 NetPacket packet = NetPacket::copyOf(buffer.data() + begin,
                                                      static_cast<std::uint32_t>(packetSize));
                 benchmark::DoNotOptimize(packet.read32() + packet.read32() + packet.read16());
-                benchmark::DoNotOptimize(packet.data());
+                use(packet.data() + packetSize - BarePeer::CHANNELS * BarePeer::MEASURES);
                 begin += packetSize;
                 ++shots;
             }
@@ -170,8 +172,15 @@ void bareShotResults(benchmark::State& state) {
     state.SetItemsProcessed(state.iterations() * SHOT_BATCH);
 }
 
-void shotResults(benchmark::State& state) {
-    Link link;
+void bareShotResults(benchmark::State& state) {
+    bareLoop(state, [](const unsigned char* measures) { benchmark::DoNotOptimize(measures); });
+}
+
+void bareShotResultsConverted(benchmark::State& state) {
+    bareLoop(state, PlainConversion());
+}
+
+void floodOfShots(benchmark::State& state, Link& link) {
     const unsigned id = link.start();
     for (auto _ : state) {
         link.listener.expect(SHOT_BATCH);
@@ -179,6 +188,21 @@ void shotResults(benchmark::State& state) {
         link.listener.wait();
     }
     state.SetItemsProcessed(state.iterations() * SHOT_BATCH);
+}
+
+void shotResults(benchmark::State& state) {
+    Link link;
+    floodOfShots(state, link);
+}
+
+void shotResultsConverted(benchmark::State& state) {
+    Link link;
+    Generator& generator = link.fus.getGenerator();
+    if (!generator.loadDefinitionString(PlainConversion::DEFINITION) || !generator.isShotResultConversionEnabled()) {
+        std::abort();
+    }
+    floodOfShots(state, link);
+    generator.clearDefinition();
 }
 
 // --- a stop --------------------------------------------------------------------------------------
@@ -265,6 +289,9 @@ FUS_AT_MOST(boardParameter, bareRoundTrip, 1.15);
 BENCHMARK(bareShotResults)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(shotResults)->UseRealTime()->Unit(benchmark::kMillisecond);
 FUS_AT_LEAST(shotResults, bareShotResults, 0.15);
+BENCHMARK(bareShotResultsConverted)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(shotResultsConverted)->UseRealTime()->Unit(benchmark::kMillisecond);
+FUS_AT_LEAST(shotResultsConverted, bareShotResultsConverted, 0.75);
 
 BENCHMARK(stopWithoutFlood)->UseManualTime()->Iterations(5);
 BENCHMARK(stopInAFlood)->UseManualTime()->Iterations(5);

@@ -1,8 +1,9 @@
-// What stays in the process: log lines, slicing, INI text.
+// What stays in the process: log lines, slicing, INI text, a definition.
 
 #include "Ratios.h"
 
 #include "fus/P_Config.h"
+#include "fus/P_GeneratorDefinition.h"
 #include "fus/P_LogMacros.h"
 #include "fus/P_TimeSlicer.h"
 
@@ -125,6 +126,45 @@ void parseIni(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
+// --- a definition --------------------------------------------------------------------------------
+
+/// As an installer writes one, with every section.
+constexpr char DEFINITION[] = R"([config]
+ip = 192.168.1.20
+port = 1670
+channels = 256
+generatorCount = 16
+amplifierCount = 16
+minVoltages = 4.75|11.4|22.8|26.6|26.6
+maxVoltages = 5.25|12.6|25.2|29.4|29.4
+clock = 24
+[thresholds]
+minAMP = -10|0
+maxAMP = 65|12.5
+[amplifier]
+version = 2.1.0.0
+type = 2
+measures = 4
+maxPower = 3.5
+[coeffs0]
+c0 = 2.1e-5|0.1163|0.31
+c1 = -1.2e-6|0.0201|0.014
+c2 = 0.0123|-1.57
+c3 = 0.0246|-3.14
+VADCThreshold = 8
+IADCThreshold = 8
+)";
+
+void loadDefinition(benchmark::State& state) {
+    GeneratorDefinition definition;
+    for (auto _ : state) {
+        if (!definition.loadText(DEFINITION)) {
+            state.SkipWithError("a bad definition");
+        }
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(sizeof DEFINITION - 1));
+}
+
 } // namespace
 
 BENCHMARK(twoCompares);
@@ -140,5 +180,7 @@ BENCHMARK(slicing);
 BENCHMARK(findLineEnds)->Unit(benchmark::kMicrosecond);
 BENCHMARK(parseIni)->Unit(benchmark::kMicrosecond);
 FUS_AT_LEAST(parseIni, findLineEnds, 0.04);
+
+BENCHMARK(loadDefinition)->Unit(benchmark::kMicrosecond);
 
 } // namespace fus::bench

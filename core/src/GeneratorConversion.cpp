@@ -144,6 +144,11 @@ bool Generator::Private::convertChannels(ShotResult& result,
     try {
         const unsigned channels = result.channelCount();
         const unsigned measures = result.channelMeasureCount();
+        if (definition.hasTables(measures) && result.hasByteMeasures()) {
+            definition.convertBytes(result.m_raw.bytes.get(), channels, result.channelValues(),
+                                    result.powerValues());
+            return true;
+        }
         std::vector<float> values(measures);
         for (; channel < channels; ++channel) {
             for (measure = 0; measure < measures; ++measure) {

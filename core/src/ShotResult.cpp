@@ -2,6 +2,7 @@
 
 #include "fus/P_LogMacros.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
@@ -224,6 +225,11 @@ void ShotResult::setComputedPower(unsigned channel, float watts) {
         FUS_THROW_INDEX("channel", channel, m_channelCount);
     }
     powerValues()[channel] = watts;
+}
+
+bool ShotResult::hasByteMeasures() const {
+    return std::all_of(m_channelMeasureSizes.begin(), m_channelMeasureSizes.end(),
+                       [](unsigned size) { return size == 1; });
 }
 
 float* ShotResult::channelValues() {

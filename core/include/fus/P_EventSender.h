@@ -62,6 +62,7 @@ private:
 
     std::uint32_t run() override;
 
+    void spinForEvent() const;
     std::unique_ptr<FUSEvent> takeFirst();
     void process(FUSEvent& event);
     void resolveMotionError(MechMotionEvent& event) const;
@@ -78,6 +79,8 @@ private:
 
     Mutex m_queueMutex;
     std::deque<std::unique_ptr<FUSEvent>> m_queue; // guarded by m_queueMutex, oldest first
+    std::atomic<unsigned> m_posted{0};             // events posted so far, wrapping
+    unsigned m_taken = 0;                          // of them; the sender's thread alone
 
     // Guarded by m_listenersMutex.
     Mutex m_listenersMutex;

@@ -78,6 +78,12 @@ public:
     /// Results are compared bit by bit: the order of the operations is the contract.
     void convertMeasures(unsigned channel, FloatArray& values, float* power) const;
     void convertMeasures(unsigned channel, float* values, std::size_t count, float* power) const;
+    /// Whether `convertBytes` can convert channels with so many measures.
+    bool hasTables(std::size_t count) const;
+    /// Converts all channels at once, to the same bits, where all raw values are bytes. Measure m
+    /// of channel c stands at m * channels + c, before and after.
+    void convertBytes(const unsigned char* raw, std::size_t channels, float* values,
+                      float* powers) const;
     /// The power of physical values; `channel` is for the log.
     float computePower(unsigned channel, const FloatArray& values) const;
 
@@ -96,8 +102,10 @@ private:
     void tabulateDecoders();
     float decode(std::size_t measure, float raw) const;
     float cosineOf(float rawPhase, float phase) const;
-    bool isQuiet(const float* values) const;
+    bool isQuiet(float rawVoltage, float rawCurrent) const;
     float powerOf(unsigned channel, const float* values, float cosine) const;
+    void silence(const unsigned char* raw, std::size_t channels, std::size_t channel,
+                 float* values, float* powers) const;
 
     bool loaded = false;
     std::string m_generatorHost; // empty: none

@@ -103,6 +103,7 @@ private:
         return rawValueAt(block + std::size_t{size} * channel, size,
                           "Unsupported channel measure size.");
     }
+    bool hasByteMeasures() const;
     float* channelValues();
     float* powerValues();
 
