@@ -198,7 +198,8 @@ void shotResults(benchmark::State& state) {
 void shotResultsConverted(benchmark::State& state) {
     Link link;
     Generator& generator = link.fus.getGenerator();
-    if (!generator.loadDefinitionString(PlainConversion::DEFINITION) || !generator.isShotResultConversionEnabled()) {
+    if (!generator.loadDefinitionString(PlainConversion::DEFINITION) ||
+        !generator.isShotResultConversionEnabled()) {
         std::abort();
     }
     floodOfShots(state, link);

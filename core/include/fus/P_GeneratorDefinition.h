@@ -104,8 +104,8 @@ private:
     float cosineOf(float rawPhase, float phase) const;
     bool isQuiet(float rawVoltage, float rawCurrent) const;
     float powerOf(unsigned channel, const float* values, float cosine) const;
-    void silence(const unsigned char* raw, std::size_t channels, std::size_t channel,
-                 float* values, float* powers) const;
+    void silence(const unsigned char* raw, std::size_t channels, std::size_t channel, float* values,
+                 float* powers) const;
 
     bool loaded = false;
     std::string m_generatorHost; // empty: none
