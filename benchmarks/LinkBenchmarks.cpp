@@ -196,10 +196,10 @@ void shotResults(benchmark::State& state) {
 }
 
 void shotResultsConverted(benchmark::State& state) {
+    Generator& generator = FUS::getInstance().getGenerator();
+    const bool loaded = generator.loadDefinitionString(PlainConversion::DEFINITION);
     Link link;
-    Generator& generator = link.fus.getGenerator();
-    if (!generator.loadDefinitionString(PlainConversion::DEFINITION) ||
-        !generator.isShotResultConversionEnabled()) {
+    if (!loaded || !generator.isShotResultConversionEnabled()) {
         std::abort();
     }
     floodOfShots(state, link);

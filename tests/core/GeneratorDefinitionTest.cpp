@@ -618,6 +618,7 @@ TEST_F(Definition, ConvertsShotsOfTheAmplifiersThatItIsFor) {
 }
 
 TEST_F(Definition, KeepsWhatWasConvertedBeforeAFailure) {
+    LogCapture log(Log::ERROR);
     connect(Generation::V31, ini(Generation::V31));
     struct Case {
         std::string definition;
@@ -640,7 +641,7 @@ TEST_F(Definition, KeepsWhatWasConvertedBeforeAFailure) {
     };
     for (const Case& c : cases) {
         ASSERT_TRUE(load(c.definition));
-        const LogCapture log(Log::ERROR);
+        log.clear();
         const ShotResult shot = shotOf(c.channel, c.board);
         EXPECT_EQ(log.texts(), c.lines);
         for (unsigned channel = 0; channel < 3; ++channel) {

@@ -289,6 +289,16 @@ TEST_F(GeneratorExecution, LetsNoStartHoldUpADisconnect) {
 
 // The result is on the wire together with the acknowledgement, so that the reader has it before the
 // thread that starts wakes up, and at times before that thread has come to wait.
+TEST_F(GeneratorExecution, TellsWithAShotWhatAmplifiersTheDefinitionIsFor) {
+    const unsigned id = running(Generation::V31);
+    const LogCapture quietly(Log::NONE);
+    ASSERT_TRUE(generator().loadDefinitionString(
+        "[config]\nip = host\nchannels = 8\n[amplifier]\nversion = 1\ntype = 3\nmeasures = 3"));
+    EXPECT_EQ(shotOf(id, channelMeasures()).amplifierType(), AMPLIFIER_Vf_Vr_Pvr);
+    generator().clearDefinition();
+    EXPECT_EQ(shotOf(id, channelMeasures()).amplifierType(), AMPLIFIER_UNKNOWN);
+}
+
 TEST_F(GeneratorExecution, DecodesAResultThatComesWithTheAcknowledgement) {
     connect(Generation::V2);
     upload();

@@ -19,18 +19,17 @@ class MechanicsProtocol : public ConnectedFixture {
 protected:
     /// What the reader makes of an asynchronous packet. A motion that is known to come marks the
     /// end.
-    std::vector<std::shared_ptr<const MechMotionEvent>> motionsOf(unsigned command,
-                                                                  const Bytes& rest,
-                                                                  unsigned hwid = 15) {
+    std::vector<std::shared_ptr<const MechMotionEvent>>
+    motionsOf(unsigned command, const Bytes& rest, unsigned hwid = 15) {
         listener.clear();
         const Bytes mark = zeroes(12) + hex("0F 00 1002 0059");
         peer.sendPacket(gprotocol::ANSWER_BOARD_ASYNC, 7,
                         zeroes(12) + u8(hwid) + u8(0) + be16(command) + rest);
         peer.sendPacket(gprotocol::ANSWER_BOARD_ASYNC, 999, mark);
         EXPECT_TRUE(listener.waitFor([](const RecordingListener::Events& events) {
-            const auto last =
-                events.empty() ? nullptr
-                               : dynamic_cast<const MechMotionEvent*>(events.back().get());
+            const auto last = events.empty()
+                                  ? nullptr
+                                  : dynamic_cast<const MechMotionEvent*>(events.back().get());
             return last != nullptr && last->execID() == 999;
         }));
         auto motions = listener.all<MechMotionEvent>();
