@@ -97,7 +97,7 @@ public:
     void beginShooting();
     void endShooting();
     // What gives the alarm, if anything: a measure that passes its threshold, a supply that is off.
-    std::optional<Alarm> beginShot(std::shared_ptr<const ShotModel> model);
+    std::optional<Alarm> beginShot(const ShotModel& model);
     std::optional<Alarm> passTime(double microseconds);
     void endShot();
     void holdClock(bool isHeld);

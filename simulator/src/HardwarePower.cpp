@@ -272,9 +272,9 @@ void Hardware::holdClock(bool isHeld) {
     m_sensors.holdClock(isHeld);
 }
 
-std::optional<Alarm> Hardware::beginShot(std::shared_ptr<const ShotModel> model) {
+std::optional<Alarm> Hardware::beginShot(const ShotModel& model) {
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_sensors.setLoad(std::move(model));
+    m_sensors.setLoad(&model);
     return alarm();
 }
 

@@ -110,7 +110,7 @@ bool Run::fire(const Shot& shot) {
     if (isCut) {
         m_shooting = description.watchdogUs;
     }
-    if (!isSafe(m_env.hardware.beginShot(model)) || !pass(m_shooting)) {
+    if (!isSafe(m_env.hardware.beginShot(*model)) || !pass(m_shooting)) {
         return false;
     }
     if (wantsShotResults()) {

@@ -94,9 +94,8 @@ void Sensors::addList(const BoardMeasureDescription& measure, Quantity quantity,
         sensor.badMark = isCurrent ? V2_BAD_CURRENT : V2_BAD_TEMPERATURE;
         sensor.amplifier = i;
         sensor.followsAll = i >= m_heat.size();
-        const double upper = measure.curve().at(measure.upperThreshold);
         sensor.upperAtStart =
-            static_cast<std::uint32_t>(sensor.curve.inverse(upper, sensor.highest) + 0.5);
+            toAdc(sensor.curve, measure.curve().at(measure.upperThreshold), sensor.highest);
         m_sensors.push_back(std::move(sensor));
     }
 }
@@ -134,7 +133,7 @@ std::uint32_t Sensors::raw(const Sensor& sensor) const {
     return toAdc(sensor.curve, value(sensor), sensor.highest);
 }
 
-void Sensors::setLoad(std::shared_ptr<const ShotModel> model) {
+void Sensors::setLoad(const ShotModel* model) {
     if (model) {
         m_loads = model->loads;
     } else {

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace fus {
@@ -44,7 +43,7 @@ public:
     std::uint32_t raw(const Sensor& sensor) const;
 
     // The amplifiers work under this from now on; null when they rest.
-    void setLoad(std::shared_ptr<const ShotModel> model);
+    void setLoad(const ShotModel* model);
     // `amplifiers`: which of them have power.
     void setSupply(bool isMainOn, bool areFansOn, std::vector<bool> amplifiers);
     // So much simulated time passes.
