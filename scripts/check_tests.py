@@ -13,7 +13,8 @@ from source_tree import ROOT, report, tracked_files
 
 # The sources of each system, and what a build for Windows leaves out: there is no interpreter to
 # build the module for, and nothing is measured there.
-SYSTEMS = {"Windows": "core/src/platform/windows", "others": "core/src/platform/posix"}
+SYSTEMS = {"Windows": ("core/src/platform/windows", "tests/support/windows"),
+           "others": ("core/src/platform/posix", "tests/support/posix")}
 NOT_FOR_WINDOWS = ("python/", "benchmarks/")
 
 
@@ -44,7 +45,7 @@ def main():
     build = os.path.abspath(sys.argv[1])
     compiled = compiled_sources(build)
     windows = any(path.startswith(SYSTEMS["Windows"]) for path in compiled)
-    left_out = ((SYSTEMS["others"],) + NOT_FOR_WINDOWS) if windows else (SYSTEMS["Windows"],)
+    left_out = (SYSTEMS["others"] + NOT_FOR_WINDOWS) if windows else SYSTEMS["Windows"]
     sources = [path for path in tracked_files(".cpp") if not path.startswith(left_out)]
     faults = ["%s isn't in the build" % path for path in sources if path not in compiled]
     tests = tests_of_ctest(build)

@@ -97,8 +97,19 @@ std::size_t formatSimple(Room room, const char* format, va_list arguments) {
     return room.finish();
 }
 
-/// What printf refuses to format, for example for a stray '%' at its end: the text as it stands,
-/// but for "%%".
+/// Whether the format ends in the middle of a conversion. C libraries make different things of
+/// that.
+bool isCutShort(const char* format) {
+    while ((format = std::strchr(format, '%')) != nullptr) {
+        format += 1 + std::strspn(format + 1, "-+ #0123456789.*hlLjzt");
+        if (*format == '\0')
+            return true;
+        ++format;
+    }
+    return false;
+}
+
+/// A format that can't be used: the text as it stands, but for "%%".
 std::size_t copyRefused(Room room, const char* format) {
     for (; *format != '\0'; ++format) {
         room.put(format, 1);
@@ -113,7 +124,7 @@ std::size_t copyRefused(Room room, const char* format) {
 std::size_t formatMessage(char* out, std::size_t room, const char* format, va_list arguments) {
     if (isSimple(format))
         return formatSimple(Room(out, room), format, arguments);
-    const int length = std::vsnprintf(out, room, format, arguments);
+    const int length = isCutShort(format) ? -1 : std::vsnprintf(out, room, format, arguments);
     if (length < 0)
         return copyRefused(Room(out, room), format);
     return std::min(static_cast<std::size_t>(length), room - 1);

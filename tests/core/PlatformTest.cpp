@@ -1,11 +1,16 @@
 #include "platform/platform.h"
 #include "platform/icmpPacket.h"
+#include "platform/kernelVersion.h"
 #include "support/Bytes.h"
 #include "support/Latch.h"
+#include "support/SystemNumbers.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <functional>
+#include <regex>
 #include <thread>
 #include <vector>
 
@@ -100,18 +105,101 @@ TEST_F(SocketPairTest, SurvivesSendingToAPeerThatIsGone) {
     EXPECT_TRUE(isConnectionLost(lastSocketError())) << socketErrorText(lastSocketError());
 }
 
-TEST_F(SocketPairTest, WakesAReaderWhenItsReadSideIsShut) {
-    std::atomic<int> result{-2};
-    Latch begun;
-    std::thread reader([&] {
-        char byte = 0;
-        begun.open();
-        result = receive(m_near, &byte, 1);
-    });
-    begun.wait();
-    EXPECT_EQ(shutdownRead(m_near), 0);
-    reader.join();
-    EXPECT_EQ(result, 0);
+TEST_F(SocketPairTest, WakesWhoReadsOrWaitsToReadWhenItsReadSideIsShut) {
+    char byte = 0;
+    const std::function<int()> calls[] = {
+        [&] { return receive(m_near, &byte, 1) == 0 || isConnectionLost(lastSocketError()); },
+        [&] { return waitReadable(m_far, AMPLE_MS); },
+    };
+    const Socket sockets[] = {m_near, m_far};
+    for (std::size_t i = 0; i < std::size(calls); ++i) {
+        SCOPED_TRACE(i);
+        std::atomic<int> result{-2};
+        std::thread reader([&] { result = calls[i](); });
+        // again and again: the call may not have begun yet
+        for (std::uint64_t begin = tick64(); result == -2 && tick64() - begin < AMPLE_MS;) {
+            shutdownRead(sockets[i]);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        reader.join();
+        EXPECT_EQ(result, 1);
+    }
+}
+
+TEST_F(SocketPairTest, FailsWithTheNumbersOfItsSystem) {
+    const SystemNumbers& numbers = SYSTEM_NUMBERS;
+    const std::uint32_t timeout = 1;
+    const Socket idle = openTcpSocket();
+    ASSERT_EQ(bindSocket(idle, LOOPBACK_ADDRESS, 0), 0);
+    std::uint32_t address = 0;
+    std::uint16_t port = 0;
+    ASSERT_EQ(socketName(idle, address, port), 0);
+    const Socket other = openTcpSocket();
+    char byte = 0;
+    struct Case {
+        const char* what;
+        int expected;
+        std::function<int()> call;
+    };
+    const Case cases[] = {
+        {"no time left", numbers.timedOut,
+         [&] {
+             setSocketOption(m_near, SOCKET_LEVEL_SOCKET, OPTION_RECEIVE_TIMEOUT, &timeout, 4);
+             return receive(m_near, &byte, 1);
+         }},
+        {"nothing there", numbers.wouldBlock,
+         [&] {
+             setBlocking(m_near, false);
+             return receive(m_near, &byte, 1);
+         }},
+        {"a direction that is shut", numbers.shut,
+         [&] {
+             shutdownWrite(m_near);
+             return send(m_near, &byte, 1);
+         }},
+        {"never connected", numbers.notConnected, [&] { return receive(other, &byte, 1); }},
+        {"a port in use", numbers.addressInUse,
+         [&] { return bindSocket(other, LOOPBACK_ADDRESS, port); }},
+        {"nobody listens", numbers.refused,
+         [&] { return connectSocket(other, LOOPBACK_ADDRESS, port); }},
+        {"no socket", numbers.notASocket,
+         [&] {
+             closeSocket(idle);
+             closeSocket(other);
+             return setBlocking(other, true);
+         }},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(c.call(), -1) << c.what;
+        EXPECT_EQ(lastSocketError(), c.expected) << c.what;
+    }
+    for (const int lost : numbers.lost)
+        EXPECT_TRUE(isConnectionLost(lost)) << lost;
+    for (const int other : {0, numbers.wouldBlock, numbers.addressInUse, numbers.refused,
+                            numbers.notASocket, numbers.busy, numbers.badAddress})
+        EXPECT_FALSE(isConnectionLost(other)) << other;
+    EXPECT_TRUE(isWouldBlock(numbers.wouldBlock));
+    EXPECT_TRUE(isBusy(numbers.busy));
+    EXPECT_TRUE(isBadAddress(numbers.badAddress));
+}
+
+TEST_F(SocketPairTest, LetsAPortBeListenedOnAgainButNeverTwice) {
+    const auto listenOnPort = [this] {
+        const Socket socket = openTcpSocket();
+        const int on = 1;
+        EXPECT_EQ(setSocketOption(socket, SOCKET_LEVEL_SOCKET, OPTION_REUSE_ADDRESS, &on, 4), 0);
+        const bool listens =
+            bindSocket(socket, LOOPBACK_ADDRESS, m_port) == 0 && listenSocket(socket, 1) == 0;
+        if (!listens)
+            closeSocket(socket);
+        return listens ? socket : NO_SOCKET;
+    };
+    closeSocket(m_far); // its side is the one that the system remembers
+    m_far = NO_SOCKET;
+    const Socket first = listenOnPort();
+    EXPECT_NE(first, NO_SOCKET) << socketErrorText(lastSocketError());
+    EXPECT_EQ(listenOnPort(), NO_SOCKET);
+    closeSocket(first);
 }
 
 TEST_F(SocketPairTest, TellsAnEstablishedConnectionFromARefusedOne) {
@@ -152,12 +240,45 @@ TEST(PlatformTest, ReadsAndWritesAddresses) {
         const char* name;
         std::uint32_t address;
     };
+    ASSERT_EQ(startNetwork(), 0);
     for (const Case& c : {Case{"127.0.0.1", 0x7F000001}, Case{"localhost", 0x7F000001},
                           Case{"192.168.1.250", 0xC0A801FA}, Case{"", 0}, Case{nullptr, 0},
                           Case{"256.1.1.1.1", 0}, Case{"not a host name", 0}})
         EXPECT_EQ(resolveIPv4(c.name), c.address) << (c.name != nullptr ? c.name : "null");
     EXPECT_EQ(formatIPv4(0xC0A801FA), "192.168.1.250");
     EXPECT_EQ(formatIPv4(0), "0.0.0.0");
+    EXPECT_EQ(stopNetwork(), 0);
+}
+
+TEST(PlatformTest, TellsItsSystem) {
+    EXPECT_EQ(systemType(), SYSTEM_NUMBERS.type);
+    EXPECT_STREQ(systemTypeName(), SYSTEM_NUMBERS.name);
+    EXPECT_TRUE(std::regex_match(systemName(), std::regex(SYSTEM_NUMBERS.systemName)))
+        << systemName();
+}
+
+TEST(KernelVersionTest, NamesTheWorkstationAndTheServerOfEachVersion) {
+    struct Case {
+        KernelVersion version;
+        bool is64Bits;
+        const char* name;
+    };
+    for (const Case& c : {
+             Case{{5, 0, 2195, 1}, false, "Windows 2000 (5.0.2195.1) 32bits"},
+             Case{{5, 1, 2600, 0}, false, "Windows XP (5.1.2600.0) 32bits"},
+             Case{{5, 2, 3790, 0}, true, "Windows ?? or Server 2003 (5.2.3790.0) 64bits"},
+             Case{
+                 {6, 0, 6001, 18000}, true, "Windows Vista or Server 2008 (6.0.6001.18000) 64bits"},
+             Case{{6, 1, 7601, 2}, true, "Windows 7 or Server 2008 R2 (6.1.7601.2) 64bits"},
+             Case{{6, 2, 9200, 0}, false, "Windows 8 or Server 2012 (6.2.9200.0) 32bits"},
+             Case{{6, 3, 9600, 0}, true, "Windows 8.1 or Server 2012 R2 (6.3.9600.0) 64bits"},
+             Case{{10, 0, 19041, 1}, true, "Windows 10 or Server 2016 (10.0.19041.1) 64bits"},
+             Case{{10, 1, 0, 0}, true, "Windows ?? (10.1.0.0) 64bits"},
+             Case{{4, 0, 0, 0}, false, "Windows ?? (4.0.0.0) 32bits"},
+         })
+        EXPECT_EQ(windowsName(c.version, c.is64Bits), c.name);
+    EXPECT_EQ(windowsName(true), "Windows 64bits");
+    EXPECT_EQ(windowsName(false), "Windows 32bits");
 }
 
 class EchoTest : public testing::Test {

@@ -48,7 +48,10 @@ protected:
         std::filesystem::remove_all(m_directory, ignored);
     }
 
-    std::string path(const std::string& name) const { return (m_directory / name).string(); }
+    /// With slashes on every system, so that it can stand in a regular expression.
+    std::string path(const std::string& name) const {
+        return (m_directory / name).generic_string();
+    }
 
     static std::string contents(const std::string& file) {
         std::ifstream stream(file, std::ios::binary);
@@ -157,6 +160,7 @@ std::string formatUnchecked(std::size_t room, const char* format, ...) {
 
 TEST(LogFormatTest, KeepsTheTextOfAFormatThatTheCLibraryRefuses) {
     EXPECT_EQ(formatUnchecked(40, "at 50%"), "at 50%");
+    EXPECT_EQ(formatUnchecked(40, "%5d, %-08.3l", 7), "%5d, %-08.3l");
     EXPECT_EQ(formatUnchecked(40, "%d of 100%%, %", 7), "%d of 100%, %");
     EXPECT_EQ(formatUnchecked(5, "at 50%"), "at 5");
     EXPECT_EQ(formatUnchecked(1, "%"), "");

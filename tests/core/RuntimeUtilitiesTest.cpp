@@ -66,7 +66,9 @@ TEST(UtilitiesTest, TellsTheClassesOfFloatingPointValues) {
 }
 
 TEST(UtilitiesTest, HasATextForSystemErrorsAndAQuestionMarkForOthers) {
-    EXPECT_STREQ(winErrorMessage(2), errnoMessage(2));
+    const std::string text = winErrorMessage(2);
+    EXPECT_GT(text.size(), 1U);
+    EXPECT_EQ(text.find_first_of("\r\n"), std::string::npos) << text;
     EXPECT_STREQ(winErrorMessage(1999999), "?");
     EXPECT_STREQ(winErrorMessage(-5), "?");
 }

@@ -90,6 +90,8 @@ EchoResult icmpEcho(std::uint32_t address, const void* payload, std::size_t size
     const IcmpFile file;
     if (!file.isOpen())
         return failure(EchoStage::CANNOT_OPEN, GetLastError());
+    if (timeoutMs == 0) // the loopback interface would answer even so
+        return failure(EchoStage::FAILED, IP_REQ_TIMED_OUT);
     const DWORD replies = IcmpSendEcho(file.handle(), htonl(address), const_cast<void*>(payload),
                                        static_cast<WORD>(size), nullptr, buffer.get(),
                                        static_cast<DWORD>(replySize), timeoutMs);
