@@ -5,6 +5,7 @@
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedPeer.h"
+#include "support/SystemNumbers.h"
 
 #include <gtest/gtest.h>
 
@@ -213,29 +214,6 @@ TEST_F(TCPClientTest, SendsHeaderAndPayloadAsOneButLogsTwoWrites) {
     EXPECT_EQ(client.totalSent(), 10U + 3U + 10U + 10U + 20000U);
 }
 
-/// Whether a reader is told of a reset when his peer closes with bytes unread: on Linux and Windows
-/// he is, but under Wine the stream ends in order.
-bool unreadBytesReset() {
-    using namespace platform;
-    std::uint32_t address = 0;
-    std::uint16_t port = 0;
-    const Socket listener = openTcpSocket();
-    bindSocket(listener, LOOPBACK_ADDRESS, 0);
-    listenSocket(listener, 1);
-    socketName(listener, address, port);
-    const Socket near = openTcpSocket();
-    connectSocket(near, LOOPBACK_ADDRESS, port);
-    const Socket far = acceptSocket(listener, address, port);
-    char byte = 0;
-    send(near, &byte, 1);
-    EXPECT_EQ(waitReadable(far, TIMEOUT), 1);
-    closeSocket(far);
-    const bool reset = receive(near, &byte, 1) < 0;
-    closeSocket(near);
-    closeSocket(listener);
-    return reset;
-}
-
 TEST_F(TCPClientTest, TakesAResetAsTheLossOfBothItsDirections) {
     Latch written;
     peer.awaitConnection().waitFor(written).cut(); // unread bytes make the system reset
@@ -244,12 +222,12 @@ TEST_F(TCPClientTest, TakesAResetAsTheLossOfBothItsDirections) {
     written.open();
     ASSERT_TRUE(peer.settle());
     LogCapture log(Log::INFO);
-    const bool isTold = unreadBytesReset();
     EXPECT_EQ(read(1), Bytes{});
-    ASSERT_EQ(log.lines().size(), isTold ? 1U : 0U);
-    EXPECT_EQ(log.hasPart("recv WSAerror="), isTold);
+    const std::size_t told = log.lines().size();
+    EXPECT_TRUE(told == 1 || (told == 0 && SYSTEM_NUMBERS.resetMayLookLikeAnEnd));
+    EXPECT_EQ(log.hasPart("recv WSAerror="), told == 1);
     EXPECT_EQ(read(1), Bytes{});
-    EXPECT_EQ(log.lines().size(), isTold ? 1U : 0U) << "a lost connection isn't asked again";
+    EXPECT_EQ(log.lines().size(), told) << "a lost connection isn't asked again";
     write(hex("03"));
     EXPECT_EQ(write(hex("04")), 0);
     EXPECT_TRUE(log.hasPart("send WSAerror="));

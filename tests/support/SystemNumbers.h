@@ -21,6 +21,10 @@ struct SystemNumbers {
     int badAddress;
     int busy;
     std::vector<int> lost; ///< all that mean the loss of a connection
+
+    /// Whether a peer that closes with bytes unread may seem to end the stream in order: Wine lets
+    /// it, as Windows itself doesn't.
+    bool resetMayLookLikeAnEnd;
 };
 
 extern const SystemNumbers SYSTEM_NUMBERS;

@@ -16,6 +16,7 @@ const SystemNumbers SYSTEM_NUMBERS = {
     14,  // badAddress
     115, // busy
     {102, 103, 104, 107, 108, 110, 32},
+    false,
 };
 
 } // namespace fus::test

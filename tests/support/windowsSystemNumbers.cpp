@@ -16,6 +16,7 @@ const SystemNumbers SYSTEM_NUMBERS = {
     10014, // badAddress
     10036, // busy
     {10052, 10053, 10054, 10057, 10058, 10060},
+    true,
 };
 
 } // namespace fus::test
