@@ -11,10 +11,10 @@ void GeneratorDefinition::clear() {
 }
 
 unsigned GeneratorDefinition::boardCount(unsigned type) const {
-    if (type >= boardCounts.size()) {
+    if (type >= m_boardCounts.size()) {
         FUS_THROW(ERR_ARGUMENT);
     }
-    return boardCounts[type];
+    return m_boardCounts[type];
 }
 
 const FloatArray& GeneratorDefinition::boardThresholds(gprotocol::BoardType type,

@@ -155,8 +155,8 @@ float GeneratorDefinition::cosineOf(float rawPhase, float phase) const {
 /// A phase between two signals that are too weak to be measured means nothing.
 bool GeneratorDefinition::isQuiet(float rawVoltage, float rawCurrent) const {
     return m_amplifierType == AMPLIFIER_V_I_Pvi_Pvr &&
-           rawVoltage < static_cast<float>(vthreshold) &&
-           rawCurrent < static_cast<float>(ithreshold);
+           rawVoltage < static_cast<float>(m_vthreshold) &&
+           rawCurrent < static_cast<float>(m_ithreshold);
 }
 
 void GeneratorDefinition::convertMeasures(unsigned channel, FloatArray& values,
@@ -205,7 +205,7 @@ void GeneratorDefinition::convertBytes(const unsigned char* raw, std::size_t cha
     if (m_amplifierType == AMPLIFIER_V_I_Pvi_Pvr) {
         lookUp(m_phaseCosines, raw + PHASE * channels, channels, powers);
         for (std::size_t c = 0; c < channels; ++c) {
-            if (raw[c] < vthreshold && raw[channels + c] < ithreshold) {
+            if (raw[c] < m_vthreshold && raw[channels + c] < m_ithreshold) {
                 values[PHASE * channels + c] = 0.0F;
                 powers[c] = 1.0F;
             }

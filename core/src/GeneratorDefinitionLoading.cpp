@@ -172,15 +172,15 @@ const Definition::Key Definition::Key::ALL[] = {
     {"config", "ip", into<&Definition::m_generatorHost, asText>},
     {"config", "port", into<&Definition::m_generatorPort, asPort>},
     {"config", "channels", into<&Definition::m_channels, asUnsigned>},
-    {"config", "generatorCount", into<&Definition::boardCounts, BOARD_SYNTHESIZER, asUnsigned>},
-    {"config", "amplifierCount", into<&Definition::boardCounts, BOARD_AMPLIFIER, asUnsigned>},
-    {"config", "mechanicsCount", into<&Definition::boardCounts, BOARD_MECHANICS, asUnsigned>},
+    {"config", "generatorCount", into<&Definition::m_boardCounts, BOARD_SYNTHESIZER, asUnsigned>},
+    {"config", "amplifierCount", into<&Definition::m_boardCounts, BOARD_AMPLIFIER, asUnsigned>},
+    {"config", "mechanicsCount", into<&Definition::m_boardCounts, BOARD_MECHANICS, asUnsigned>},
     {"config", "minVoltages", into<&Definition::m_minVoltages, asFloats>},
     {"config", "maxVoltages", into<&Definition::m_maxVoltages, asFloats>},
-    {"config", "clock", into<&Definition::clock, asFrequency>},
+    {"config", "clock", into<&Definition::m_clock, asFrequency>},
     {"backpanel", "SNT.mask", into<&Definition::m_bkpMaskSNT, asMask>},
     {"backpanel", "AMP.mask", into<&Definition::m_bkpMaskAMP, asMask>},
-    {"backpanel", "target", into<&Definition::backPanelTarget, asStorage>},
+    {"backpanel", "target", into<&Definition::m_backPanelTarget, asStorage>},
     {"thresholds", "minUPB", into<&Definition::m_minBOThresholds, BOARD_PROCESSOR, asFloats>},
     {"thresholds", "maxUPB", into<&Definition::m_maxBOThresholds, BOARD_PROCESSOR, asFloats>},
     {"thresholds", "minAMP", into<&Definition::m_minBOThresholds, BOARD_AMPLIFIER, asFloats>},
@@ -207,8 +207,8 @@ struct GeneratorDefinition::Section {
 const Definition::Section Definition::Section::ALL[] = {
     {"config",
      [](Definition& d, const ConfigSection& /*section*/) {
-         d.boardCounts[BOARD_PROCESSOR] = 1;
-         d.hasVoltage = d.m_minVoltages.size() > PARTIAL_VOLTAGES;
+         d.m_boardCounts[BOARD_PROCESSOR] = 1;
+         d.m_hasVoltage = d.m_minVoltages.size() > PARTIAL_VOLTAGES;
          return true;
      }},
     {"backpanel", nothing},
@@ -232,17 +232,17 @@ bool GeneratorDefinition::load(std::istream& stream) {
         return false;
     }
     try {
-        loaded = read(stream);
+        m_loaded = read(stream);
     } catch (const FUSException& e) {
         FUS_LOG(ERROR, "Error parsing generator definition: %s (%s@%d)", e.message(),
                 e.sourceFile(), static_cast<int>(e.line()));
     } catch (const std::exception& e) { // a file that memory can't hold
         FUS_LOG(ERROR, "Error loading generator definition: %s", e.what());
     }
-    if (!loaded) {
+    if (!m_loaded) {
         clear();
     }
-    return loaded;
+    return m_loaded;
 }
 
 bool GeneratorDefinition::loadFile(const char* filename) {
@@ -304,8 +304,9 @@ bool GeneratorDefinition::readDecoders(const ConfigSection& section) {
     for (std::size_t i = 0; i < m_decoders.size(); ++i) {
         FUS_LOG(VERBOSE, "%s", decoderText(i, m_decoders[i]).c_str());
     }
-    return readLevel(section, "VADCThreshold", "vthreshold >= 0 && vthreshold < 256", vthreshold) &&
-           readLevel(section, "IADCThreshold", "ithreshold >= 0 && ithreshold < 256", ithreshold);
+    return readLevel(section, "VADCThreshold", "vthreshold >= 0 && vthreshold < 256",
+                     m_vthreshold) &&
+           readLevel(section, "IADCThreshold", "ithreshold >= 0 && ithreshold < 256", m_ithreshold);
 }
 
 } // namespace fus

@@ -40,7 +40,7 @@ public:
     bool loadText(const char* text);
     void clear();
     /// True only after a complete and valid load.
-    bool isLoaded() const { return loaded; }
+    bool isLoaded() const { return m_loaded; }
 
     /// Null if there is none; lives as long as the object is neither loaded anew nor destroyed.
     const char* host() const { return m_generatorHost.empty() ? nullptr : m_generatorHost.c_str(); }
@@ -54,15 +54,15 @@ public:
     std::uint32_t measureCount() const { return m_measureCount; }
     float maxPower() const { return m_maxPower; } ///< [W]
     /// Whether the voltages of a whole generator are told: more than 4 of them.
-    bool definesVoltages() const { return hasVoltage; }
+    bool definesVoltages() const { return m_hasVoltage; }
     /// Bounds of the board measures in their units, by measure index; ERR_INDEX for another type.
     const FloatArray& boardThresholds(gprotocol::BoardType type, bool upper) const;
     /// Channels in use as the back panel should have them, and where to write them: into the
     /// generator's memory (BACK_PANEL_RAM), or into its flash too.
     const Mask1D& backPanelSNT() const { return m_bkpMaskSNT; }
     const Mask1D& backPanelAMP() const { return m_bkpMaskAMP; }
-    std::uint32_t backPanelStorage() const { return backPanelTarget; }
-    std::uint32_t clockFrequency() const { return clock; } ///< [Hz], 0: not told
+    std::uint32_t backPanelStorage() const { return m_backPanelTarget; }
+    std::uint32_t clockFrequency() const { return m_clock; } ///< [Hz], 0: not told
 
     static constexpr std::uint32_t BACK_PANEL_RAM = 0;
     static constexpr std::uint32_t BACK_PANEL_BOTH = 2;
@@ -107,28 +107,28 @@ private:
     void silence(const unsigned char* raw, std::size_t channels, std::size_t channel, float* values,
                  float* powers) const;
 
-    bool loaded = false;
+    bool m_loaded = false;
     std::string m_generatorHost; // empty: none
     std::uint16_t m_generatorPort = 0;
     std::uint32_t m_channels = 0;
-    std::array<std::uint32_t, gprotocol::BOARD_TYPE_COUNT> boardCounts{};
+    std::array<std::uint32_t, gprotocol::BOARD_TYPE_COUNT> m_boardCounts{};
     Version m_amplifierVersion;
     gprotocol::AmplifierType m_amplifierType{};
     std::uint32_t m_measureCount = 0;
     std::vector<FloatArray> m_decoders; // one per measure; the index is the power
-    unsigned char vthreshold = 0;       // raw
-    unsigned char ithreshold = 0;       // raw
+    unsigned char m_vthreshold = 0;     // raw
+    unsigned char m_ithreshold = 0;     // raw
     float m_maxPower = 0.0F;            // [W]
     float m_onboardLoad = 50.0F;        // [Ohm]
-    bool hasVoltage = false;
+    bool m_hasVoltage = false;
     FloatArray m_minVoltages;
     FloatArray m_maxVoltages;
     std::array<FloatArray, gprotocol::BOARD_TYPE_COUNT> m_minBOThresholds;
     std::array<FloatArray, gprotocol::BOARD_TYPE_COUNT> m_maxBOThresholds;
     Mask1D m_bkpMaskSNT;
     Mask1D m_bkpMaskAMP;
-    std::uint32_t backPanelTarget = BACK_PANEL_RAM;
-    std::uint32_t clock = 0; // [Hz]
+    std::uint32_t m_backPanelTarget = BACK_PANEL_RAM;
+    std::uint32_t m_clock = 0; // [Hz]
 
     // made of the decoders
     std::vector<ByteTable> m_tables; // empty where a decoder is too long for one
