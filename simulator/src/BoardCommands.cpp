@@ -166,26 +166,30 @@ constexpr BoardCommandRow BOARD_COMMAND_ROWS[] = {
     {CMD_BOARD_PARAM_GET, false, readParameter},
 };
 
-Bytes carryOut(Hardware& hardware, const BoardRequest& request) {
+Bytes carryOut(Hardware& hardware, MotBoard& mot, const BoardRequest& request) {
     const bool isV2 = hardware.description().isV2();
+    const bool isMechanical = request.hwid == HWID_MECHANICS;
     hardware.board(request.hwid, request.address);
     if (!isV2 && request.time > hardware.upb(BPARAM_UPB_MAX_ASYNC_TIMEOUT)) {
         refuse(INCORRECT_PARAMETER, request.time, "The command's time is too long.");
     }
     for (const BoardCommandRow& row : BOARD_COMMAND_ROWS) {
-        if (row.command == request.command && (row.inV2 || !isV2)) {
+        if (row.command == request.command && (row.inV2 || !isV2 || isMechanical)) {
             return row.carryOut(hardware, request);
         }
+    }
+    if (isMechanical) {
+        return mot.carryOut({request.time, request.command, request.data});
     }
     refuse(UNKNOWN_BOARD_COMMAND, request.command, "Unknown board command %u.", request.command);
 }
 
 } // namespace
 
-Bytes carryOutBoardCommand(Hardware& hardware, const Bytes& payload) {
+Bytes carryOutBoardCommand(Hardware& hardware, MotBoard& mot, const Bytes& payload) {
     const BoardRequest request = readRequest(payload);
     try {
-        return dataAnswer(request, carryOut(hardware, request));
+        return dataAnswer(request, carryOut(hardware, mot, request));
     } catch (const Refusal& refusal) {
         return refusalAnswer(request, refusal);
     }

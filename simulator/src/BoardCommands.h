@@ -3,6 +3,7 @@
 
 #include "Bytes.h"
 #include "Hardware.h"
+#include "MotBoard.h"
 #include "Refusal.h"
 
 namespace fus {
@@ -10,7 +11,7 @@ namespace simulator {
 
 // Carries the payload of a CMD_BOARD_CMD out and gives the payload of its answer. What a board
 // refuses is such an answer too; a Refusal is thrown for what doesn't get as far as a board.
-Bytes carryOutBoardCommand(Hardware& hardware, const Bytes& payload);
+Bytes carryOutBoardCommand(Hardware& hardware, MotBoard& mot, const Bytes& payload);
 
 // The answer with which the addressed board refuses this command.
 Bytes refusedByBoard(const Bytes& payload, const Refusal& refusal);

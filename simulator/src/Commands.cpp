@@ -151,6 +151,9 @@ void Commands::checkStart(const Job& job) {
     }
     // The threshold may have been lowered since the upload.
     checkAmplitudes(m_hardware, *job.trajectory);
+    if (record.mechMode != EXEC_MECH_NONE && !m_mot.isPrepared()) {
+        refuse(NOTHING_TO_EXECUTE, record.mechMode, "No displacement is prepared.");
+    }
     const std::uint32_t least = description.isV2() ? description.timing.minTrajectoryDelay : 0;
     const std::uint32_t most = m_hardware.maxTrajectoryDelay(record.elecMode);
     const bool isTriggered = record.trigMode >= EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY;
@@ -229,7 +232,7 @@ Reply Commands::writeParameter(const Request& request) {
 Reply Commands::boardCommand(const Request& request) {
     Reply reply;
     reply.type = ANSWER_BOARD;
-    reply.payload = carryOutBoardCommand(m_hardware, request.payload);
+    reply.payload = carryOutBoardCommand(m_hardware, m_mot, request.payload);
     return reply;
 }
 

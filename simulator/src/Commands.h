@@ -4,6 +4,7 @@
 #include "Bytes.h"
 #include "Executor.h"
 #include "Hardware.h"
+#include "MotBoard.h"
 #include "RunControl.h"
 
 #include "fus/P_GProtocol.h"
@@ -32,8 +33,8 @@ struct Reply {
 
 class Commands {
 public:
-    Commands(Hardware& hardware, Executor& executor, RunControl& control)
-        : m_hardware(hardware), m_executor(executor), m_control(control) {}
+    Commands(Hardware& hardware, Executor& executor, RunControl& control, MotBoard& mot)
+        : m_hardware(hardware), m_executor(executor), m_control(control), m_mot(mot) {}
 
     // Throws a Refusal.
     Reply carryOut(const Request& request);
@@ -64,6 +65,7 @@ private:
     Hardware& m_hardware;
     Executor& m_executor;
     RunControl& m_control;
+    MotBoard& m_mot;
 };
 
 } // namespace simulator

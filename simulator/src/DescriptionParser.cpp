@@ -2,6 +2,7 @@
 
 #include "IniValues.h"
 #include "MeasureDescriptions.h"
+#include "MechanicsDescriptions.h"
 #include "Parameters.h"
 #include "Refusal.h"
 #include "WireText.h"
@@ -213,6 +214,9 @@ void describe(const Config& ini, const GeneratorConfig& config, Description& res
         describeBoardParameters(ini, hwid, result);
     }
     describeGeneratorParameters(ini, result);
+    if (result.hasMechanics) {
+        describeMechanics(ini, result.mechanics);
+    }
     checkTotals(result);
 }
 

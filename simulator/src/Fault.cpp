@@ -1,5 +1,6 @@
 #include "fussim/Fault.h"
 
+#include "MotProtocol.h"
 #include "Refusal.h"
 #include "StopReasons.h"
 
@@ -25,7 +26,7 @@ struct KindRow {
     const char* help;
 };
 
-#define PACKET_KEYS "command packet nth"
+#define PACKET_KEYS "command packet nth mech"
 #define PLACE_KEYS "execution shot"
 #define BOARD_KEYS "hwid address"
 
@@ -77,6 +78,23 @@ constexpr KindRow KINDS[] = {
      "readings of this board measure are marked as bad"},
     {FaultKind::BOARD_STATUS, "board-status", "status", true, 0, BOARD_KEYS,
      "boards report these bits"},
+    {FaultKind::AXIS_BLOCK, "axis-block", "at", false, 0, "axis",
+     "an axis is blocked there, or where it is"},
+    {FaultKind::NO_REFERENCE, "no-reference", "reference", false, 1, "axis",
+     "optical reference 1 or 2 is never found"},
+    {FaultKind::TOLERANCE, "tolerance", "ms", false, 0, "axis",
+     "an axis exceeds its tolerance so long after its start"},
+    {FaultKind::OFF_TARGET, "off-target", nullptr, false, 0, "axis", "and at its target"},
+    {FaultKind::MOTOR_CABLE, "motor-cable", nullptr, false, 0, "axis",
+     "the motor's cable is pulled"},
+    {FaultKind::ENCODER_CABLE, "encoder-cable", nullptr, false, 0, "axis",
+     "the encoder's cable is pulled"},
+    {FaultKind::MECH_ERROR, "mech-error", "code", false, motCode(MOT_BUSY_COMMAND),
+     "mech nth arg text", "the mechanical board refuses, as busy or with this code"},
+    {FaultKind::MECH_FAIL, "mech-fail", "code", false, MOT_ASK_STATUS, "mech nth status",
+     "what it has started fails with this code"},
+    {FaultKind::MECH_DATA, "mech-data", "size", true, 0, "mech packet nth",
+     "its answers carry so many bytes more"},
 };
 
 #undef PACKET_KEYS
@@ -131,8 +149,19 @@ struct NumberRow {
 };
 
 constexpr NumberRow NUMBERS[] = {
-    {"nth", &Fault::nth},   {"arg", &Fault::argument}, {"execution", &Fault::execution},
-    {"shot", &Fault::shot}, {"hwid", &Fault::hwid},    {"address", &Fault::address}};
+    {"nth", &Fault::nth},      {"arg", &Fault::argument},   {"execution", &Fault::execution},
+    {"shot", &Fault::shot},    {"hwid", &Fault::hwid},      {"address", &Fault::address},
+    {"axis", &Fault::address}, {"status", &Fault::argument}};
+
+// A mechanical command, by name or by number.
+unsigned readMechCommand(const std::string& key, const std::string& text) {
+    for (const mprotocol::MechCommandRow& row : mprotocol::MECH_COMMANDS) {
+        if (text == row.name) {
+            return row.id;
+        }
+    }
+    return readType(key, text);
+}
 
 void setField(Fault& fault, const KindRow& row, const std::string& key, const std::string& text) {
     if (key == "text" || key == "reason" || key == "measure") {
@@ -141,6 +170,8 @@ void setField(Fault& fault, const KindRow& row, const std::string& key, const st
         fault.command = readType(key, text);
     } else if (key == "packet") {
         fault.packet = readType(key, text);
+    } else if (key == "mech") {
+        fault.mechCommand = readMechCommand(key, text);
     } else if (key == "type") {
         fault.value = readType(key, text);
     } else if (row.valueKey && key == row.valueKey) {

@@ -39,6 +39,19 @@ void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
     }
 }
 
+// The mechanical command that the packet answers, 0 if it answers none.
+unsigned mechCommandOf(const Packet& packet) {
+    constexpr std::size_t HWID_OFFSET = 12;
+    const bool isOfBoard =
+        packet.type == gprotocol::ANSWER_BOARD || packet.type == gprotocol::ANSWER_BOARD_ASYNC;
+    const Bytes& payload = packet.payload;
+    if (!isOfBoard || payload.size() < HWID_OFFSET + 4 ||
+        payload[HWID_OFFSET] != gprotocol::HWID_MECHANICS) {
+        return 0;
+    }
+    return ByteReader(payload.data() + HWID_OFFSET + 2, 2).u16();
+}
+
 } // namespace
 
 void FaultBook::add(const Fault& fault) {
@@ -53,10 +66,11 @@ void FaultBook::clear() {
     m_any = false;
 }
 
-bool FaultBook::strikes(Entry& entry, unsigned command, unsigned packet) {
+bool FaultBook::strikes(Entry& entry, unsigned command, unsigned packet, unsigned mech) {
     const Fault& fault = entry.fault;
     if ((fault.command != 0 && fault.command != command) ||
-        (fault.packet != 0 && fault.packet != packet)) {
+        (fault.packet != 0 && fault.packet != packet) ||
+        (fault.mechCommand != 0 && fault.mechCommand != mech)) {
         return false;
     }
     ++entry.seen;
@@ -71,7 +85,7 @@ std::optional<Fault> FaultBook::refusal(unsigned command) {
         if (!isRefusal(entry.fault.kind) || (forBoards && command != gprotocol::CMD_BOARD_CMD)) {
             continue;
         }
-        if (strikes(entry, command, 0) && !found) {
+        if (strikes(entry, command, 0, 0) && !found) {
             found = entry.fault;
         }
     }
@@ -81,9 +95,10 @@ std::optional<Fault> FaultBook::refusal(unsigned command) {
 FaultBook::Verdict FaultBook::distort(unsigned command, Packet& packet) {
     Verdict verdict;
     const unsigned type = packet.type;
+    const unsigned mech = mechCommandOf(packet);
     std::lock_guard<std::mutex> lock(m_mutex);
     for (Entry& entry : m_entries) {
-        if (isDistortion(entry.fault.kind) && strikes(entry, command, type)) {
+        if (isDistortion(entry.fault.kind) && strikes(entry, command, type, mech)) {
             apply(entry.fault, packet, verdict);
         }
     }
@@ -168,6 +183,27 @@ std::uint32_t FaultBook::boardStatus(unsigned hwid, unsigned address) const {
         }
     }
     return bits;
+}
+
+std::optional<Fault> FaultBook::onAxis(FaultKind kind, unsigned axis) const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Entry& entry : m_entries) {
+        if (entry.fault.kind == kind && isOnBoard(entry.fault, 0, axis)) {
+            return entry.fault;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<Fault> FaultBook::onMechanics(FaultKind kind, unsigned command, unsigned packet) {
+    std::optional<Fault> found;
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (Entry& entry : m_entries) {
+        if (entry.fault.kind == kind && strikes(entry, 0, packet, command) && !found) {
+            found = entry.fault;
+        }
+    }
+    return found;
 }
 
 } // namespace simulator

@@ -43,13 +43,17 @@ public:
                                  unsigned index) const;
     // Bits that are set in a board's status.
     std::uint32_t boardStatus(unsigned hwid, unsigned address) const;
+    std::optional<Fault> onAxis(FaultKind kind, unsigned axis) const;
+    // Of those that strike a command of the mechanical board and count; `packet` is the type of the
+    // packet that they strike, if they do.
+    std::optional<Fault> onMechanics(FaultKind kind, unsigned command, unsigned packet = 0);
 
 private:
     struct Entry {
         Fault fault;
         unsigned seen = 0;
     };
-    static bool strikes(Entry& entry, unsigned command, unsigned packet);
+    static bool strikes(Entry& entry, unsigned command, unsigned packet, unsigned mech);
     static bool isOnBoard(const Fault& fault, unsigned hwid, unsigned address);
     const Fault* find(FaultKind kind) const;
 

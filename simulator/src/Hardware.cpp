@@ -1,5 +1,6 @@
 #include "Hardware.h"
 
+#include "MotProtocol.h"
 #include "Refusal.h"
 
 #include "fus/P_GProtocol.h"
@@ -61,6 +62,9 @@ void Hardware::fillBoard(const BoardDescription& board) {
     values.emplace(BPARAM_ALL_HW_ADDRESS, board.address);
     values.emplace(BPARAM_ALL_UID, board.uniqueId);
     values.emplace(BPARAM_ALL_CRC, board.crc);
+    if (board.hwid == HWID_MECHANICS) {
+        values.emplace(MOT_PROTOCOL_PARAMETER, m_description.mechanics.protocol);
+    }
     for (const ParameterRow& row : parameterRows()) {
         if (row.boards & boardBit(board.hwid)) {
             values.emplace(row.id, row.initial);

@@ -14,6 +14,7 @@ namespace {
 // So much simulated time at most passes between two looks at what protects the generator.
 constexpr std::uint64_t WATCH_US = 20000;
 constexpr unsigned PULSE_SLICE_MS = 20;
+constexpr unsigned MOTION_SLICE_MS = 2;
 
 // One value for all channels, or one for each of the first channels; none leaves all as they are.
 template <class T>
@@ -58,6 +59,9 @@ bool Run::shootAll() {
     if (m_record.trigMode == EXEC_TRIGGER_ONE_PULSE_FOR_EVERYTHING && !waitForPulse()) {
         return false;
     }
+    if (m_record.trigMode != EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY) {
+        startMotion();
+    }
     for (m_execution = 0; m_execution < m_record.count; ++m_execution) {
         if (m_execution > 0 && m_record.delay > 0 && !pass(m_record.delay)) {
             return false;
@@ -71,8 +75,11 @@ bool Run::shootAll() {
 }
 
 bool Run::shootOnce() {
-    if (m_record.trigMode == EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY && !waitForPulse()) {
-        return false;
+    if (m_record.trigMode == EXEC_TRIGGER_ONE_PULSE_PER_TRAJECTORY) {
+        if (!waitForPulse()) {
+            return false;
+        }
+        startMotion();
     }
     const std::size_t count = m_trajectory.shots.size();
     for (m_shot = 0; m_shot < count; ++m_shot) {
@@ -82,6 +89,9 @@ bool Run::shootOnce() {
         ++m_shotsDone;
     }
     m_shot = count - 1;
+    if (remaining() == 0 && !waitForMotion()) {
+        return false;
+    }
     ++m_executionsDone;
     if (wantsExecutionResult()) {
         sendExecutionResult(nullptr);
@@ -168,6 +178,28 @@ bool Run::isSafe(const std::optional<Alarm>& alarm) {
     return !alarm;
 }
 
+// The mechanical board goes through all of its displacement on the first pulse.
+void Run::startMotion() {
+    if (m_record.mechMode == EXEC_MECH_NONE || m_motionStarted) {
+        return;
+    }
+    m_motionStarted = true;
+    m_env.mot.trigger([&control = m_env.control](const StopReason& why) { control.stop(why); });
+}
+
+// The last result tells of the motion, too. False when it has failed.
+bool Run::waitForMotion() {
+    if (!m_motionStarted) {
+        return true;
+    }
+    while (m_env.mot.isDriven()) {
+        if (!flush() || !m_env.control.passReal(MOTION_SLICE_MS)) {
+            return false;
+        }
+    }
+    return !m_env.control.stopped();
+}
+
 bool Run::waitForPulse() {
     m_env.control.expectPulse();
     if (!flush()) {
@@ -202,6 +234,9 @@ bool Run::pass(std::uint64_t microseconds) {
 }
 
 void Run::finish() {
+    if (m_motionStarted) {
+        m_env.mot.stopDriven();
+    }
     const StopReason* reason = m_env.control.stopped();
     if (m_executionsDone == m_record.count) {
         reason = nullptr; // a stop that came too late

@@ -4,6 +4,7 @@
 #include "FaultBook.h"
 #include "Hardware.h"
 #include "Journal.h"
+#include "MotBoard.h"
 #include "Outlet.h"
 #include "Packet.h"
 #include "Physics.h"
@@ -33,6 +34,7 @@ struct RunEnvironment {
     FaultBook& faults;
     Journal& journal;
     RunControl& control;
+    MotBoard& mot;
 };
 
 class Run {
@@ -49,6 +51,8 @@ private:
     bool fire(const Shot& shot);
     bool keepsTolerances(const Shot& shot);
     bool waitForPulse();
+    void startMotion();
+    bool waitForMotion();
     bool pass(std::uint64_t microseconds);
     bool isSafe(const std::optional<Alarm>& alarm);
     bool applyFaults();
@@ -98,6 +102,7 @@ private:
     Bytes m_out;
     bool m_holding; // nothing goes out before the first packet
     bool m_first = true;
+    bool m_motionStarted = false;
 };
 
 } // namespace simulator

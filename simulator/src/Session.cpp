@@ -23,7 +23,7 @@ constexpr std::chrono::seconds PATIENCE{5};
 
 Session::Session(const SessionEnvironment& environment, platform::Socket socket)
     : m_env(environment), m_outlet(std::make_shared<Outlet>(socket, environment.faults)),
-      m_commands(environment.hardware, environment.executor, environment.control),
+      m_commands(environment.hardware, environment.executor, environment.control, environment.mot),
       m_lastInput(Clock::now()) {
     m_env.journal.clientCame();
     m_thread = std::thread([this] { run(); });
@@ -53,6 +53,7 @@ void Session::run() {
     m_ending = true;
     m_outlet->cut();
     m_env.executor.stopAndWait(STOP_ABANDONED);
+    m_env.mot.clientGone();
     note("client gone");
     m_env.journal.clientGone();
     m_over = true;
@@ -175,6 +176,7 @@ bool Session::carryOut(const Request& request) {
     if (reply.isEnd) {
         m_ending = true;
         m_env.executor.stopAndWait(STOP_ABANDONED);
+        m_env.mot.clientGone();
     }
     if (reply.isSilent && !m_env.faults.has(FaultKind::ANSWER_SILENT)) {
         return true;
@@ -189,6 +191,7 @@ bool Session::carryOut(const Request& request) {
     }
     const bool delivered =
         deliver(request, Packet{request.id, reply.type, std::move(reply.payload)}, startsJob);
+    m_env.mot.release(m_outlet, request.id);
     if (reply.isPulse) {
         m_env.control.pulse();
     }

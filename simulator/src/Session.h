@@ -23,6 +23,7 @@ namespace simulator {
 struct SessionEnvironment {
     Hardware& hardware;
     RunControl& control;
+    MotBoard& mot;
     Executor& executor;
     FaultBook& faults;
     Journal& journal;

@@ -4,6 +4,7 @@
 #include "FaultBook.h"
 #include "Hardware.h"
 #include "Journal.h"
+#include "MotBoard.h"
 #include "Physics.h"
 #include "Refusal.h"
 #include "RunControl.h"
@@ -76,7 +77,7 @@ struct Simulator::Private {
         : description(std::move(theDescription)), options(std::move(theOptions)),
           physics(description, options.seed),
           hardware(description, physics, faults, options.timeScale),
-          control(hardware, options.timeScale) {
+          control(hardware, options.timeScale), mot(description, faults, options.timeScale) {
         for (const Fault& fault : options.faults) {
             faults.add(fault);
         }
@@ -98,6 +99,7 @@ struct Simulator::Private {
     const Physics physics;
     Hardware hardware;
     RunControl control;
+    MotBoard mot;
 
     // of start and stop
     std::unique_ptr<Executor> executor;
@@ -166,7 +168,7 @@ void Simulator::Private::acceptClient() {
         platform::closeSocket(socket);
         return;
     }
-    const SessionEnvironment environment{hardware, control,           *executor,  faults,
+    const SessionEnvironment environment{hardware, control,           mot,        *executor, faults,
                                          journal,  options.timeScale, options.log};
     auto next = std::make_unique<Session>(environment, socket);
     std::lock_guard<std::mutex> lock(mutex);
@@ -213,7 +215,8 @@ void Simulator::start() {
     p.listen();
     p.quit = false;
     p.executor = std::make_unique<Executor>(
-        RunEnvironment{p.hardware, p.physics, p.faults, p.journal, p.control}, p.options.seed);
+        RunEnvironment{p.hardware, p.physics, p.faults, p.journal, p.control, p.mot},
+        p.options.seed);
     if (p.options.triggerEveryMs > 0) {
         p.pulser = std::make_unique<Pulser>(p.control, p.options.triggerEveryMs);
     }
@@ -245,10 +248,11 @@ const Description& Simulator::description() const {
 
 void Simulator::addFault(const Fault& fault) {
     m_private->faults.add(fault);
+    m_private->mot.suffer();
 }
 
 void Simulator::addFault(const std::string& text) {
-    m_private->faults.add(Fault::parse(text));
+    addFault(Fault::parse(text));
 }
 
 void Simulator::clearFaults() {
@@ -335,6 +339,26 @@ bool Simulator::peripheralState(unsigned peripheral) const {
 
 void Simulator::setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status) {
     m_private->hardware.setStatus(hwid, address, status);
+}
+
+MechanicsState Simulator::mechanics() const {
+    return m_private->mot.state();
+}
+
+std::uint32_t Simulator::mechParameter(unsigned axis, unsigned id) const {
+    return m_private->mot.parameter(axis, id);
+}
+
+void Simulator::setMechParameter(unsigned axis, unsigned id, std::uint32_t raw) {
+    m_private->mot.setParameter(axis, id, raw);
+}
+
+bool Simulator::waitForMotion(unsigned timeoutMs) const {
+    return m_private->mot.waitForMotion(true, timeoutMs);
+}
+
+bool Simulator::waitForRest(unsigned timeoutMs) const {
+    return m_private->mot.waitForMotion(false, timeoutMs);
 }
 
 std::vector<ReceivedCommand> Simulator::commands() const {

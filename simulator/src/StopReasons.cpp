@@ -16,6 +16,8 @@ const StopReason STOP_AMPLIFIER_TEMP = {"amplifier-temp", 1031, 0x28000100, HWID
                                         "Amplifier temperature above its threshold."};
 const StopReason STOP_AMPLIFIER_CURRENT = {"amplifier-current", 1039, 0x28000101, HWID_AMPLIFIER,
                                            "Amplifier current above its threshold."};
+const StopReason STOP_MECHANICAL = {"mechanical", 1040, 0x38020000, HWID_PROCESSOR,
+                                    "Mechanical error."};
 const StopReason STOP_TRIGGER = {"trigger", 1042, 0x38030100, HWID_PROCESSOR,
                                  "Unexpected pulse on the trigger input."};
 const StopReason STOP_TIMING = {"timing", 1041, 0x38020001, HWID_PROCESSOR,
@@ -35,8 +37,6 @@ const StopReason STOP_ABANDONED = {"abandoned", 1033, 0x38030000, HWID_PROCESSOR
 namespace {
 
 const StopReason STOP_INTERNAL = {"internal", 1035, 0x130F0000, HWID_PROCESSOR, "Internal error."};
-const StopReason STOP_MECHANICAL = {"mechanical", 1040, 0x38020000, HWID_PROCESSOR,
-                                    "Mechanical error."};
 
 const StopReason* const REASONS[] = {&STOP_USER,
                                      &STOP_SWITCHED,

@@ -19,6 +19,7 @@ extern const StopReason STOP_USER;
 extern const StopReason STOP_SWITCHED; // another buffer takes over
 extern const StopReason STOP_AMPLIFIER_TEMP;
 extern const StopReason STOP_AMPLIFIER_CURRENT;
+extern const StopReason STOP_MECHANICAL;
 extern const StopReason STOP_TRIGGER;
 extern const StopReason STOP_TIMING;
 extern const StopReason STOP_WATCHDOG;

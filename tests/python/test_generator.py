@@ -226,7 +226,7 @@ class Description(GeneratorTest):
         counts = [(fus.getBoardCount(kind), fus.getDetectedBoardCount(kind))
                   for kind in (BOARD.PROCESSOR, BOARD.SYNTHESIZER, BOARD.AMPLIFIER,
                                BOARD.MECHANICS)]
-        self.assertEqual([(1, 1), (16, 16), (16, 16), (0, 0)], counts)
+        self.assertEqual([(1, 1), (16, 16), (16, 16), (1, 1)], counts)
         processor, synthesizer, amplifier = (fus.getBoardUPB(), fus.getBoardSNT(index=15),
                                              fus.getBoardAMP(1))
         self.assertEqual((8, 2048, True, False),
@@ -250,7 +250,8 @@ class Description(GeneratorTest):
     def test_refuses_boards_and_measures_that_are_not_there(self):
         self.connect()
         fus = self.fus
-        for call in [lambda: fus.getBoardSNT(16), lambda: fus.getBoardAMP(16), fus.getBoardMOT,
+        for call in [lambda: fus.getBoardSNT(16), lambda: fus.getBoardAMP(16),
+                     lambda: fus.getBoard(BOARD.MECHANICS, 1),
                      lambda: fus.getBoard(BOARD.PROCESSOR, 1),
                      lambda: fus.getBoardCount(BOARD(7)), lambda: fus.getFirmwareVersion(BOARD(7)),
                      lambda: fus.getBoardAMP(0).boardMeasure(2),
@@ -494,7 +495,7 @@ class Boards(GeneratorTest):
     def test_that_are_not_there_can_not_be_asked(self):
         self.connect()
         gen = self.gen
-        for kind, address in [(BOARD.AMPLIFIER, 16), (BOARD.MECHANICS, 0), (BOARD.PROCESSOR, 1),
+        for kind, address in [(BOARD.AMPLIFIER, 16), (BOARD.MECHANICS, 1), (BOARD.PROCESSOR, 1),
                               (BOARD.AMPLIFIER, 1 << 20)]:
             for call in [lambda: gen.readBoardParam(kind, address, 1),
                          lambda: gen.writeBoardParam(kind, address, 1, 1),

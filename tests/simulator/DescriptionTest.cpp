@@ -33,9 +33,9 @@ TEST(Description, ShipsOneForEachGeneration) {
         const char* protocol;
         unsigned number;
         std::size_t channels, boards, shotResult, withBoards;
-    } const rows[] = {{"2.5", 205, 64, 9, 38 + 64 * 4, 38 + 64 * 4 + 4 * 4},
-                      {"3.0", 300, 128, 17, 38 + 128 * 5, 38 + 128 * 5 + 8 * 4},
-                      {"3.1", 301, 256, 33, 38 + 256 * 4, 38 + 256 * 4 + 16 * 4}};
+    } const rows[] = {{"2.5", 205, 64, 10, 38 + 64 * 4, 38 + 64 * 4 + 4 * 4},
+                      {"3.0", 300, 128, 18, 38 + 128 * 5, 38 + 128 * 5 + 8 * 4},
+                      {"3.1", 301, 256, 34, 38 + 256 * 4, 38 + 256 * 4 + 16 * 4}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.protocol);
         const Description description = Description::shipped(row.protocol);
@@ -88,6 +88,13 @@ TEST(Description, NamesWhatItCannotSimulate) {
         {changed(UPB, std::string(UPB) + "1377 = -1\n"), "'1377' isn't an unsigned integer"},
         {changed("lower = 4500", "lower = -1"), "'lower' isn't an unsigned integer"},
         {changed("-320|1", "-320|0.5"), "[simulator/measures/AMP/tem]: coefficients are integers"},
+        {changed("topology = R1", "topology = R2"),
+         "[simulator/axes/2]: 'topology' is L1, L2 or R1"},
+        {changed("reference2 = 1002000", "reference2 = 1012000"),
+         "'reference2' lies between 'low'"},
+        {changed("PARAM_MAX_SPEED = 20", "PARAM_MAX_SPEED = fast"),
+         "'PARAM_MAX_SPEED' isn't a number"},
+        {changed("max_moves = 100", "max_moves = 256"), "'max_moves' is at most 255"},
         {changed("bo = 4vdc2", "bo = 4vdc3"), "measure 'vdc': a size can be 1, 2 or 4 bytes"},
         {changed("max_nb_shots = 2048", "max_nb_shots = 5000"), "8 buffers of 5000 shots"},
         {changed("ch = vrf1,irf1,pvi1,pvr1", "ch = 8vrf4"), "a shot result would have 8294 bytes"},

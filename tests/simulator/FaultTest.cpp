@@ -37,6 +37,7 @@ TEST(Fault, SaysWhatItDoesNotUnderstand) {
         {"missing:command packet=1", "'missing' doesn't take 'command packet'"},
         {"reading:raw=1", "'reading' needs 'measure'"},
         {"board-off:shot=1", "'board-off' needs 'address'"},
+        {"late:mech=CMD_DANCE,ms=1", "'mech' is neither a number nor a known name: 'CMD_DANCE'"},
         {"stop", "'stop' needs a 'reason', one of those in the help"},
         {"stop:reason=boredom", "'stop' needs a 'reason', one of those in the help"},
     };

@@ -107,7 +107,7 @@ TEST(Wire, LetsTheBoardRefuseABoardCommand) {
         std::uint32_t code;
     } const rows[] = {
         {boardCommand(11, 16, 70), 0x10010000},
-        {boardCommand(15, 0, 70), 0x10010000},
+        {boardCommand(15, 1, 70), 0x10010000},
         {boardCommand(10, 0, 71), 0x11020000},
         {boardCommand(10, 0, 93, hex("01")), 0x11030000},
         {boardCommand(10, 0, 74, hex("04")), 0x13160000},
@@ -140,9 +140,9 @@ TEST(Wire, AnswersWithStatesAndKeepsThem) {
     client.send(1308, 3);
     const auto answer = client.readAnswer();
     ASSERT_TRUE(answer && answer->type == 1308);
-    EXPECT_EQ(toHex(be32(33) + hex("0A000000 00000000 0B000000 00000000 0B010000 00000003")),
+    EXPECT_EQ(toHex(be32(34) + hex("0A000000 00000000 0B000000 00000000 0B010000 00000003")),
               toHex(Bytes(answer->payload.begin(), answer->payload.begin() + 28)));
-    EXPECT_EQ(4U + 33 * 8, answer->payload.size());
+    EXPECT_EQ(4U + 34 * 8, answer->payload.size());
 
     // nothing answers these
     client.send(1121, 4);
@@ -251,7 +251,7 @@ TEST(Wire, RefusesUploadsThatTheHardwareCannotShoot) {
         {uploadV3(0, std::vector<TestShot>(5), {2}), 0x130B0000},
         {uploadV3(0, {{}}, {3}), 0x13090000},
         {uploadV3(0, {{}}, {0, 4}), 0x13090000},
-        {uploadV3(0, {{}}, {0, 0, 0, 1}), 0x13140000},
+        {uploadV3(0, {{}}, {0, 0, 0, 2}), 0x13090000},
         {uploadV3(0, {{}}, {0, 0, 128}), 0x13090000},
         {uploadV3(0, {{}}, {0, 0, 16}), 0x13090000},
         {uploadV3(0, {{}}, {0, 0, 8 | 64}), 0x13090000},

@@ -2,6 +2,8 @@
 // say what that text doesn't hold.
 #pragma once
 
+#include "fussim/Mechanics.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -114,6 +116,7 @@ struct Description {
     std::size_t temperatureCount = 0, currentCount = 0;
     TimingDescription timing;
     LoadDescription load;
+    MechanicsDescription mechanics; // no axes without a mechanical board
     std::uint32_t watchdogUs = 2100000;
     std::uint32_t firmwareSize = 131072; // [bytes]
     // Start values of board parameters, by hardware id; and of the one-byte generator parameters of

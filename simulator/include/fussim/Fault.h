@@ -41,13 +41,23 @@ enum class FaultKind {
     NO_WATCHDOG,        // too long shots aren't cut
     READING,            // the measure `text` reads `value`
     BAD_READING,        // and is marked as bad; of protocol 3: reads its highest value
-    BOARD_STATUS        // the status bits `value` are set
+    BOARD_STATUS,       // the status bits `value` are set
+    AXIS_BLOCK,         // axis `address` is blocked at position `value`; 0: where it is
+    NO_REFERENCE,       // its optical reference `value` (1 or 2) is never found
+    TOLERANCE,          // it exceeds its tolerance `value` ms after the start of a guided motion
+    OFF_TARGET,         // and at the end of one
+    MOTOR_CABLE,        // its motor's cable is pulled
+    ENCODER_CABLE,      // its encoder's cable is
+    MECH_ERROR,         // a mechanical command is refused with code `value`
+    MECH_FAIL,          // what it starts fails with code `value`, and status `argument`
+    MECH_DATA           // its answers carry `value` bytes more than they should
 };
 
 // One fault. Those on packets apply to answers of the command type `command`, and to sent packets
 // of type `packet`; 0 means any of them. `nth` counts such packets from 1, from when the fault was
 // set; 0 means each. Those on boards apply to those of hardware id `hwid` (0: any) at `address`
-// (ANY_ADDRESS: any), and last until they are cleared.
+// (ANY_ADDRESS: any), and last until they are cleared. An axis is addressed like a board; what
+// befalls it in mid-motion strikes at once, but a block at a position waits for the next motion.
 struct Fault {
     static constexpr std::uint32_t ANY_ADDRESS = 0xFFFFFFFF;
 
@@ -55,7 +65,8 @@ struct Fault {
     unsigned command = 0;
     unsigned packet = 0;
     unsigned nth = 0;
-    std::uint32_t value = 0; // milliseconds, type, id, size, error code, byte ...
+    unsigned mechCommand = 0; // of the mechanical board, as on the wire; 0: any
+    std::uint32_t value = 0;  // milliseconds, type, id, size, error code, byte ...
     std::uint32_t argument = 0;
     std::uint32_t execution = 0;
     std::uint32_t shot = 0;
@@ -66,7 +77,8 @@ struct Fault {
     // Reads KIND[:KEY=VALUE[,KEY=VALUE...]], for example "late:command=CMD_TRAJ_EXEC_V3,ms=300",
     // "error:command=1307,nth=2,code=0x13090000,text=Out of range",
     // "stop:reason=watchdog,execution=1,shot=3", "reading:measure=tem,raw=1000,address=2". A text
-    // takes all that follows it.
+    // takes all that follows it; "mech=" takes a mechanical command, as in
+    // "late:mech=CMD_INIT,packet=ANSWER_BOARD_ASYNC,ms=300".
     // Throws FaultError.
     static Fault parse(const std::string& text);
     // A line for each kind, for a program's help.

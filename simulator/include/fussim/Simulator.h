@@ -89,6 +89,14 @@ public:
     bool peripheralState(unsigned peripheral) const; // 0 to 3
     void setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status);
 
+    // --- The mechanical board ---
+    MechanicsState mechanics() const;
+    // As it is on the wire. Throws std::out_of_range for an axis or a parameter that doesn't exist.
+    std::uint32_t mechParameter(unsigned axis, unsigned parameter) const;
+    void setMechParameter(unsigned axis, unsigned parameter, std::uint32_t raw);
+    bool waitForMotion(unsigned timeoutMs) const; // until something moves
+    bool waitForRest(unsigned timeoutMs) const;   // until nothing moves
+
     // --- What happened ---
     std::vector<ReceivedCommand> commands() const; // the last 4096
     std::size_t commandCount(unsigned type) const;
