@@ -283,8 +283,8 @@ def stop(gen, printer):
 def parse_arguments():
     here = os.path.dirname(os.path.abspath(__file__))
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("host", nargs="?", default="", help="the generator's address (127.0.0.1)")
-    parser.add_argument("port", nargs="?", type=int, default=0, help="usually 1670")
+    parser.add_argument("host", nargs="?", help="the generator's address (127.0.0.1)")
+    parser.add_argument("port", nargs="?", type=int, help="usually 1670")
     parser.add_argument("--definition", metavar="FILE",
                         help="of the installation (INI file): its address is taken unless given")
     parser.add_argument("--points", default=os.path.join(here, "focal_points.csv"),
@@ -295,7 +295,7 @@ def parse_arguments():
     parser.add_argument("--executions", type=int, default=3, help="of the trajectory (3)")
     parser.add_argument("--log", metavar="FILE", help="write the library's log into a file")
     options = parser.parse_args()
-    if not 0 <= options.port <= 65535:
+    if options.port is not None and not 1 <= options.port <= 65535:
         parser.error("the port must be 1 to 65535")
     if not 1.0 <= options.frequency <= 4.0e9 or not 1.0 <= options.speed <= 1.0e5:
         parser.error("the frequency must be 1 to 4e9 hertz, the speed of sound 1 to 1e5 m/s")

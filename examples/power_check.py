@@ -8,7 +8,8 @@ channel against the amplitude. A channel that differs too much from the others i
 
     python3 power_check.py DEFINITION.ini [HOST [PORT]] [--plot FILE.png]
 
-Exit code: 0 all is well, 1 something is wrong with the installation, 2 the script was called wrongly.
+Exit code: 0 all is well, 1 something is wrong with the installation, 2 the script was called
+wrongly, 130 it was interrupted.
 """
 
 import argparse
@@ -41,6 +42,8 @@ def check_installation(fus):
     try:
         fus.checkConfiguration()
     except KORVANE.FUSException as error:
+        if error.errorCode() != int(KORVANE.FUSError.ERR_CONFIG):
+            raise
         raise Failure("This isn't the generator of the definition: %s" % error.message())
     voltages = fus.gen.readPowerSupplies()
     print("Power supplies: %s" % "  ".join("%.2f V" % voltage for voltage in voltages))
@@ -51,7 +54,8 @@ def check_installation(fus):
     if not fus.gen.isShotResultConversionEnabled():
         raise Failure("The definition's amplifiers aren't those that are connected, so that no "
                       "power can be computed")
-    print("The configuration is the definition's, the power supplies are within their ranges.")
+    print("The configuration is the definition's, and no power supply is outside of the range that "
+          "the definition gives it.")
 
 
 # --- the ramp ------------------------------------------------------------------------------------
@@ -150,6 +154,17 @@ def differing_channels(powers, tolerance_percent):
             if not abs(power - typical) <= abs(typical) * tolerance_percent / 100.0]
 
 
+def check_emission(powers):
+    """Whether every power could be computed, and whether there is any."""
+    failed = sum(1 for row in powers for power in row if not power >= 0.0)
+    if failed:
+        raise Failure("%d of %d powers could not be computed, or are negative; the lines above tell "
+                      "why" % (failed, len(powers) * len(powers[0])))
+    if median(powers[-1]) == 0.0:
+        raise Failure("Most channels emit nothing: are they masked, or is the amplifiers' power "
+                      "supply switched off?")
+
+
 def table(amplitudes, powers, marked):
     """Lines: the power of each channel [W], a column for each amplitude."""
     width = max(8, max(len("%.2f" % power) for row in powers for power in row) + 2)
@@ -216,6 +231,7 @@ def check_power(fus, options):
         print(line)
     print("\nAll channels together emit %.1f W at amplitude %d."
           % (math.fsum(powers[-1]), amplitudes[-1]))
+    check_emission(powers)
     if options.plot:
         plot(options.plot, amplitudes, powers, marked, options.tolerance)
         print("The picture is in %s." % options.plot)
@@ -230,8 +246,8 @@ def check_power(fus, options):
 def parse_arguments():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("definition", help="definition of the generator (INI file)")
-    parser.add_argument("host", nargs="?", default="", help="instead of the definition's address")
-    parser.add_argument("port", nargs="?", type=int, default=0, help="instead of the definition's")
+    parser.add_argument("host", nargs="?", help="instead of the definition's address")
+    parser.add_argument("port", nargs="?", type=int, help="instead of the definition's")
     parser.add_argument("--steps", type=int, default=8, help="amplitudes of the ramp (8)")
     parser.add_argument("--highest", type=int, default=FULL_AMPLITUDE,
                         help="amplitude of the last step, up to 255 (255)")
@@ -241,7 +257,7 @@ def parse_arguments():
                         help="how far a channel may be from the median, per cent (20)")
     parser.add_argument("--plot", metavar="FILE", help="draw a picture (.png, .pdf, .svg)")
     options = parser.parse_args()
-    if not 0 <= options.port <= 65535:
+    if options.port is not None and not 1 <= options.port <= 65535:
         parser.error("the port must be 1 to 65535")
     if not 1 <= options.highest <= FULL_AMPLITUDE or not 1 <= options.steps <= options.highest:
         parser.error("the highest amplitude must be 1 to 255, and not below the number of steps")
@@ -249,18 +265,31 @@ def parse_arguments():
         parser.error("the duration must be 0.001 to 4294967 ms, the frequency 1 to 4e9 hertz")
     if not 0.0 <= options.tolerance < float("inf"):
         parser.error("the tolerance must be a percentage of 0 or more")
-    if options.plot and not can_plot():
-        parser.error("--plot needs matplotlib, which this Python doesn't have (on Debian: "
-                     "apt-get install python3-matplotlib)")
+    if options.plot:
+        problem = plot_problem(options.plot)
+        if problem:
+            parser.error(problem)
     return options
 
 
-def can_plot():
+def plot_problem(path):
+    """What would keep the picture from being drawn: better known before anything is fired."""
     try:
-        import matplotlib       # noqa: only to know whether it is there
-        return bool(matplotlib)
+        import matplotlib
+        matplotlib.use("Agg")
+        from matplotlib.figure import Figure
+        from matplotlib.backends.backend_agg import FigureCanvasAgg
     except ImportError:
-        return False
+        return ("--plot needs matplotlib, which this Python doesn't have (on Debian: "
+                "apt-get install python3-matplotlib)")
+    kind = os.path.splitext(path)[1].lstrip(".").lower()
+    if kind not in FigureCanvasAgg(Figure()).get_supported_filetypes():
+        return "--plot can't write a file of the kind '%s'; .png, .pdf and .svg are some" % kind
+    try:
+        with open(path, "ab"):
+            return None
+    except OSError as error:
+        return "the picture can't be written: %s" % error
 
 
 def main():
@@ -283,9 +312,6 @@ def main():
         return 1
     except KORVANE.FUSException as error:
         print("It failed: %s" % error.message(), file=sys.stderr)
-        return 1
-    except OSError as error:
-        print("The picture can't be written: %s" % error, file=sys.stderr)
         return 1
     except KeyboardInterrupt:
         print("\nInterrupted.", file=sys.stderr)
