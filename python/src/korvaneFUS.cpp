@@ -54,7 +54,7 @@ constexpr const char* CONNECT_DOC =
 :param port: TCP port, usually 1670, can be 0 if definition loaded.
 :param timeout_ms: maximum duration of the ping and of the TCP connection, milliseconds; also used as receive timeout on success.
 :return: False if the connection failed, see the log for the reason.
-:raises FUSException: if the parameters or the measures of the generator can not be read (ERR_CONFIG), or if the link is lost meanwhile.)";
+:raises FUSException: if the parameters or the measures of the generator can not be read (ERR_CONFIG), or if the link is lost meanwhile. Also if the clock or the thresholds of the definition can not be set: the connection is open then, but no connect event was sent.)";
 
 constexpr const char* ANSWER_TIMEOUT_DOC =
     R"(Changes the time that commands wait for their answer.
@@ -164,13 +164,15 @@ void defineDescription(py::class_<PyFUS>& fus) {
             "getBoardSNT", [](PyFUS& self, unsigned index) { return self.fus.getBoardSNT(index); },
             py::arg("index"),
             "Returns the description of a synthesizer board." KORVANE_BOARD_WARNING
-            "\n\n:param index: index (NOT address) of the board.\n:raises IndexError: if there is "
+            "\n\n:param index: index (NOT address) of the board, in [0, "
+            "getDetectedBoardCount(btype)-1].\n:raises IndexError: if there is "
             "no such board." KORVANE_NOT_CONNECTED)
         .def(
             "getBoardAMP", [](PyFUS& self, unsigned index) { return self.fus.getBoardAMP(index); },
             py::arg("index"),
             "Returns the description of an amplifier board." KORVANE_BOARD_WARNING
-            "\n\n:param index: index (NOT address) of the board.\n:raises IndexError: if there is "
+            "\n\n:param index: index (NOT address) of the board, in [0, "
+            "getDetectedBoardCount(btype)-1].\n:raises IndexError: if there is "
             "no such board." KORVANE_NOT_CONNECTED)
         .def(
             "getBoardMOT", [](PyFUS& self) { return self.fus.getBoardMOT(); },

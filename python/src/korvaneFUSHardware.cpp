@@ -18,12 +18,14 @@ constexpr const char* CHECK_VOLTAGES_DOC =
     R"(Compares voltages with the ranges of the definition.
 
 :param voltages: a list of floats, as :func:`Generator.readPowerSupplies()` returns it.
-:return: the number of bad values (0 means ok, or that the definition has no ranges).
+:return: the number of bad values (0 means ok); values without a range in the definition are ok.
 :raises FUSException: ERR_CONFIG if no definition is loaded, ERR_NOT_CONNECTED if not connected.)";
 
 // the clock's docstring is that of the thresholds, and stays so
 constexpr const char* APPLY_DOC =
     R"(Applies the board measure thresholds of the generator definition, as it is done at each connection. It has no effect if they are not defined, or with protocol v<3.
+
+.. warning:: A bound that a board refuses is skipped without an error, and that board then has no such bound. :func:`Generator.readBoardThreshold()` tells what is set.
 
 :raises FUSException: ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer.)";
 

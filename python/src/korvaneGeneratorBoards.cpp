@@ -99,14 +99,14 @@ void defineBoards(GeneratorClass& gen) {
              "Reads a threshold of a board measure.\n\n" KORVANE_BOARD_ARGUMENTS
              ":param measureIndex: index of the measure.\n:param upperBound: True for the upper "
              "threshold, False for the lower one.\n:return: the threshold as an ADC "
-             "value." KORVANE_BOARD_ERRORS)
+             "value." KORVANE_BOARD_ERRORS "\n:raises IndexError: if there is no such measure.")
         .def("setBoardThreshold", &Generator::setBoardThreshold, py::arg("boardType"),
              py::arg("boardAddress"), py::arg("measureIndex"), py::arg("upper"),
              py::arg("threshold"),
              "Changes a threshold of a board measure.\n\n" KORVANE_BOARD_ARGUMENTS
              ":param measureIndex: index of the measure.\n:param upperBound: True for the upper "
              "threshold, False for the lower one.\n:param ADCValue: the threshold as an ADC "
-             "value." KORVANE_BOARD_ERRORS)
+             "value." KORVANE_BOARD_ERRORS "\n:raises IndexError: if there is no such measure.")
         .def("refreshBoardsStatus", &Generator::refreshBoardsStatus,
              "Asks for the status of all boards, for :func:`Generator.getBoardStatus()`.\n\n"
              ":return: True if no board has a problem.\n:raises FUSException: ERR_PROTOCOL with "

@@ -52,25 +52,37 @@ void defineAmplifiers(GeneratorClass& gen) {
             "Reads the temperatures of the amplifiers.\n\n" KORVANE_MAX_ARGUMENT
             ":return: a list of floats, degrees Celsius." KORVANE_BAD_READING KORVANE_TIMEOUT
             ", ERR_NOT_AVAILABLE if the amplifiers measure no temperature.")
-        .def("setMaxAmplifierTemperatures", &writeList<&Generator::setMaxAmplifierTemperatures>,
-             py::arg("values"),
-             "Changes the temperatures at which the generator stops an execution.\n\nOn reaching "
-             "a value, execution is stopped automatically and immediately.\n\n:param values: a "
-             "list of floats, degrees Celsius in [0, 256]; its size must be "
-             ":func:`Generator.getAmplifierTemperatureCount()`." KORVANE_TIMEOUT KORVANE_ARGUMENT(
-                 "the size or a value is not possible (the message tells which)") ".")
+        .def(
+            "setMaxAmplifierTemperatures", &writeList<&Generator::setMaxAmplifierTemperatures>,
+            py::arg("values"),
+            "Changes the temperatures at which the generator stops an execution.\n\nOn reaching "
+            "a value, execution is stopped automatically and immediately.\n\n:param values: a "
+            "list of floats, degrees Celsius in [0, 256]; its size must be "
+            ":func:`Generator.getAmplifierTemperatureCount()`." KORVANE_TIMEOUT KORVANE_ARGUMENT(
+                "the size or a value is not possible (the message tells which)") ", "
+                                                                                 "ERR_NOT_"
+                                                                                 "AVAILABLE if the "
+                                                                                 "amplifiers do "
+                                                                                 "not measure it "
+                                                                                 "(protocol v>=3).")
         .def("readAmplifierCurrents", &readList<&Generator::readAmplifierCurrents>, py::arg("max"),
              "Reads the input currents of the amplifiers.\n\n" KORVANE_MAX_ARGUMENT
              ":return: a list of floats, amperes." KORVANE_BAD_READING KORVANE_TIMEOUT
              ", ERR_NOT_AVAILABLE if the amplifiers measure no current.")
-        .def("setMaxAmplifierCurrents", &writeList<&Generator::setMaxAmplifierCurrents>,
-             py::arg("values"),
-             "Changes the input currents at which the generator stops an execution.\n\nOn "
-             "reaching a value, execution is stopped automatically and immediately, and the "
-             "corresponding board is disabled.\n\n:param values: a list of floats, amperes in "
-             "[0, 256]; its size must be :func:`FUS.getBoardCount()` (of the "
-             "amplifiers)." KORVANE_TIMEOUT KORVANE_ARGUMENT(
-                 "the size or a value is not possible (the message tells which)") ".")
+        .def(
+            "setMaxAmplifierCurrents", &writeList<&Generator::setMaxAmplifierCurrents>,
+            py::arg("values"),
+            "Changes the input currents at which the generator stops an execution.\n\nOn "
+            "reaching a value, execution is stopped automatically and immediately, and the "
+            "corresponding board is disabled.\n\n:param values: a list of floats, amperes in "
+            "[0, 256]; its size must be :func:`FUS.getBoardCount()` (of the "
+            "amplifiers)." KORVANE_TIMEOUT KORVANE_ARGUMENT(
+                "the size or a value is not possible (the message tells which)") ", "
+                                                                                 "ERR_NOT_"
+                                                                                 "AVAILABLE if the "
+                                                                                 "amplifiers do "
+                                                                                 "not measure it "
+                                                                                 "(protocol v>=3).")
         .def(
             "readPowerSupplies",
             [](Generator& self) {
@@ -180,19 +192,23 @@ void defineTestCommands(GeneratorClass& gen) {
     gen.def("simulateTriggerInPulse", &Generator::simulateTriggerInPulse,
             "Acts as a pulse on the trigger input would.\n\n:return: False when no execution is "
             "running, when it needs no trigger pulse, or when the pulse falls during an already "
-            "triggered shot.\n:raises FUSException: ERR_PROTOCOL with protocol v<3.")
+            "triggered shot; also if no answer came.\n:raises FUSException: ERR_PROTOCOL with "
+            "protocol v<3.")
         .def("wait", &Generator::wait, py::arg("delay_us"),
              "Makes the generator wait.\n\n.. warning:: This command will block the treatment of "
              "any subsequent command, and for example delay a stop command during an execution "
              "until the wait is over.\n\n:param delay_us: microseconds, at most "
-             "60000000." KORVANE_TIMEOUT KORVANE_V3 KORVANE_ARGUMENT("the delay is too large") ".")
+             "60000000. Longer than the default answer timeout, it raises ERR_TIMEOUT, as do the "
+             "commands that follow, while the generator goes on waiting." KORVANE_TIMEOUT KORVANE_V3
+                 KORVANE_ARGUMENT("the delay is too large") ".")
         .def("checkWatchdog", &Generator::checkWatchdog,
              "Checks that the watchdog of the generator works: runs a trajectory with an invalid "
              "shot, longer than the allowed limit, with some securities disabled, and checks that "
              "the generator stops it. Nothing else may shoot meanwhile.\n\n.. warning:: Remove "
              "your listeners first: a callback waits until this method is over, and the event "
-             "that tells how the shot ended waits behind it.\n\n:return: False if the watchdog "
-             "did not stop the shot." KORVANE_TIMEOUT KORVANE_V3 ".");
+             "that tells how the shot ended waits behind it.\n\n:return: True if the watchdog "
+             "stopped the shot. False if not, and also if that could not be told, as with a "
+             "listener registered." KORVANE_TIMEOUT KORVANE_V3 ".");
 }
 
 } // namespace

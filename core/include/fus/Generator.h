@@ -172,7 +172,7 @@ public:
     // execution runs. "Secure" errors come in secure mode only.
     //
     // Readings of the older protocols: a value that the generator marks as bad reads -1000. An
-    // answer that isn't the one asked for, or is shorter than it says, is `ERR_PACKET`.
+    // answer about another parameter, or one shorter than it says, is `ERR_PACKET`.
 
     /// Sets the time within which `sendHeartBeat` must be called again during an execution, or the
     /// generator stops it with `EXEC_STOP_HEARTBEAT` [us]. 0 turns the protection off; otherwise at
@@ -192,7 +192,11 @@ public:
     /// Sets the thresholds: `getAmplifierTemperatureCount()` values of 0 to 256 degrees Celsius
     /// (secure: `ERR_ARGUMENT`, which names the first value that is out of range; a NaN isn't).
     /// They are sent as integers: cut toward zero, and 0 for what 32 bits can't hold, which
-    /// includes NaN and infinity.
+    /// includes NaN and infinity. `ERR_NOT_AVAILABLE` where amplifiers don't measure it (3.0 on).
+    ///
+    /// Since 3.0 a value goes by the polynomial of the measure: one that lies below the zero of the
+    /// sensor becomes a negative raw value, which the board takes for a huge one, and so for no
+    /// limit. Mind the range of the measure (`Measure::physicalFromADC` of 0).
     void setMaxAmplifierTemperatures(const FloatArray& values);
 
     /// The same for the input currents of the amplifiers [A]; at a threshold the generator stops

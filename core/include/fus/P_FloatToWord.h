@@ -8,7 +8,7 @@ namespace fus {
 /// complement. What 32 bits can't hold, NaN and infinity among it, is 0.
 inline std::uint32_t floatToWord(float value) {
     constexpr float LIMIT = 4294967296.0F;
-    if (!(value > -LIMIT && value < LIMIT)) {
+    if (!(value >= -LIMIT / 2 && value < LIMIT)) {
         return 0;
     }
     return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));

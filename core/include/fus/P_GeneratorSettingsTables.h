@@ -102,6 +102,17 @@ inline constexpr SettingRow SETTINGS[] = {
      nullptr, nullptr},
 };
 
+constexpr bool areSettingsInOrder() {
+    unsigned position = 0;
+    for (const SettingRow& row : SETTINGS) {
+        if (row.setting != position++) {
+            return false;
+        }
+    }
+    return position == SETTING_TOTAL_SHOT_TOLERANCE + 1U;
+}
+static_assert(areSettingsInOrder());
+
 constexpr unsigned CLOCK_FREQUENCIES[] = {24000000, 25000000}; // [Hz]
 
 // --- lists of values -----------------------------------------------------------------------------
