@@ -37,11 +37,14 @@ function(fus_map_file_names target)
     if(MSVC)
         return()
     endif()
-    target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
-    foreach(directory core/include/fus core/src core/src/platform simulator/include/fussim
-            simulator/src python/src)
-        target_compile_options(${target} PRIVATE
-            "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/${directory}/=")
+    # A compiler cache that is shared by several trees makes the paths relative to the build.
+    file(RELATIVE_PATH from_build "${PROJECT_BINARY_DIR}" "${PROJECT_SOURCE_DIR}")
+    foreach(root "${PROJECT_SOURCE_DIR}/" "${from_build}")
+        target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${root}=")
+        foreach(directory core/include/fus core/src core/src/platform simulator/include/fussim
+                simulator/src python/src)
+            target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${root}${directory}/=")
+        endforeach()
     endforeach()
 endfunction()
 

@@ -23,10 +23,8 @@ namespace {
 
 constexpr std::chrono::seconds PATIENCE{30};
 
-template <class... Values>
-void tell(const char* format, Values... values) {
-    std::printf(format, values...);
-    std::printf("\n");
+void tell(const std::string& line) {
+    std::printf("%s\n", line.c_str());
     std::fflush(stdout);
 }
 
@@ -37,14 +35,16 @@ public:
 
     void handleEvent(fus::FUSEvent* event) override {
         if (const auto* shot = dynamic_cast<fus::ShotEvent*>(event)) {
-            tell("shot %u of %u channels", shot->shotResult().shotIndex(),
-                 shot->shotResult().channelCount());
+            const fus::ShotResult& result = shot->shotResult();
+            tell("shot " + std::to_string(result.shotIndex()) + " of " +
+                 std::to_string(result.channelCount()) + " channels");
         } else if (const auto* exec = dynamic_cast<fus::ExecEvent*>(event)) {
-            tell("execution: status %d", int{exec->execResult().status()});
+            tell("execution: status " + std::to_string(exec->execResult().status()));
             if (exec->execResult().isFinished())
                 finished.set_value();
         } else if (event->type() == fus::FUSEvent::EVENT_DISCONNECT) {
-            tell("disconnected: reason %d", dynamic_cast<fus::ConnectEvent&>(*event).reason());
+            const auto& link = dynamic_cast<fus::ConnectEvent&>(*event);
+            tell("disconnected: reason " + std::to_string(link.reason()));
             lost.set_value();
         }
     }
@@ -79,7 +79,7 @@ void provoke(fus::Generator& generator) {
     try {
         generator.clearBuffer(generator.getBufferCount());
     } catch (const fus::FUSException& error) {
-        tell("refused: %s", error.what());
+        tell(std::string("refused: ") + error.what());
     }
 }
 
@@ -101,12 +101,12 @@ int main(int argc, char** argv) {
     system.registerListener(&story);
     bool good = false;
     try {
-        tell("connected: %u channels", system.getGenerator().getChannelCount());
+        tell("connected: " + std::to_string(system.getGenerator().getChannelCount()) + " channels");
         provoke(system.getGenerator());
         shoot(system.getGenerator(), stays ? 100000 : 2);
         good = inTime(stays ? story.lost : story.finished);
     } catch (const fus::FUSException& error) {
-        tell("failed: %s", error.what());
+        tell(std::string("failed: ") + error.what());
     }
     fus::FUS::exit();
     return good ? 0 : 1;

@@ -29,7 +29,7 @@ class ClientOfTheOtherSystem(unittest.TestCase):
             output = self.start(simulator, "shoot").communicate(timeout=PATIENCE_S)[0]
         shots = ["shot %d of 256 channels" % shot for shot in range(3)]
         self.assertEqual(["connected: 256 channels",
-                          "refused: ERR_INDEX: invalid buffer (4 above max=4)",
+                          "refused: Invalid index",
                           "uploaded", "shooting"]
                          + shots + ["execution: status %d" % int(STATUS.OK_CONTINUE)]
                          + shots + ["execution: status %d" % int(STATUS.OK_FINISHED)],
