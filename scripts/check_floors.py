@@ -40,7 +40,8 @@ FLOORS = [
     ("shooting and mechanics", """
         ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate
         PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
-        MechanicalStatus
+        LowLevelMechanics LowLevelMechanicsPrivate MechanicalActuator MechanicalActuatorData
+        MechanicalDisplacement MechanicalOriginThread MechanicalStatus Mechanics Move
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

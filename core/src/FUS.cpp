@@ -1,6 +1,7 @@
 #include "fus/FUS.h"
 
 #include "fus/FUSEvent.h"
+#include "fus/LowLevelMechanics.h"
 #include "fus/P_Connection.h"
 #include "fus/P_FUSAccess.h"
 #include "fus/P_FUSPrivate.h"
@@ -114,6 +115,14 @@ Generator& FUS::getGenerator() {
     return m_private->generator();
 }
 
+Mechanics& FUS::getMechanics() {
+    return m_private->mechanics();
+}
+
+LowLevelMechanics& FUS::getLowLevelMechanics() {
+    return m_private->lowLevelMechanics();
+}
+
 unsigned FUS::getTotalSent() const {
     const auto connection = m_private->connection();
     return connection ? connection->totalSent() : 0;
@@ -142,6 +151,7 @@ bool FUS::setDefaultAnswerTimeout(unsigned ms) {
 
 void FUS::setSecureMode(bool on) {
     m_private->generator().setSecureMode(on);
+    m_private->lowLevelMechanics().setSecureMode(on);
     if (const auto connection = m_private->connection()) {
         connection->setSecureMode(on);
     }

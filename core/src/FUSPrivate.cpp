@@ -26,10 +26,12 @@ void quietly(Step step) {
 
 } // namespace
 
-FUS::Private::Private() : m_generator(*this) {
+FUS::Private::Private()
+    : m_generator(*this), m_lowLevelMechanics(*this), m_mechanics(m_lowLevelMechanics) {
     installUpcalls(this);
-    m_eventSender =
-        std::make_shared<EventSender>([this](int reason) { autoClose(reason); }, nullptr);
+    m_eventSender = std::make_shared<EventSender>(
+        [this](int reason) { autoClose(reason); },
+        [this] { return m_lowLevelMechanics.getIndirectErrorAndLog(); });
     m_eventSender->start();
 }
 
@@ -197,7 +199,12 @@ void FUS::Private::disconnectSocket(int reason) {
 }
 
 void FUS::Private::closeConnection(const std::shared_ptr<Connection>& connection, int reason) {
+    const bool linkAlive = connection->isOpen();
     quietly([&] { m_generator.stopTrajectory(); });
+    // asked of the connection itself, as a lost link must not keep the mechanics from being cleaned
+    if (connection->lastConfig().getCount(NB_MECHANICS_BOARDS) > 0) {
+        quietly([&] { m_lowLevelMechanics.cleanOnDisconnect(linkAlive); });
+    }
     quietly([&] { connection->close(); });
     dropConnection();
     if (reason != ConnectEvent::REASON_DESTRUCTOR) {

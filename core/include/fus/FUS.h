@@ -12,6 +12,8 @@ namespace fus {
 class FloatArray;
 class FUSListener;
 class Generator;
+class LowLevelMechanics;
+class Mechanics;
 
 /// The one object through which an application reaches the hardware: a process-wide singleton that
 /// owns the `Generator`, the connection, and the thread that delivers events to listeners.
@@ -61,6 +63,9 @@ public:
     bool isConnected() const;
 
     Generator& getGenerator();
+    /// The mechanical system, and the same with what only its developers need.
+    Mechanics& getMechanics();
+    LowLevelMechanics& getLowLevelMechanics();
 
     /// Bytes sent and received by the socket of this connection; 0 without one.
     unsigned getTotalSent() const;

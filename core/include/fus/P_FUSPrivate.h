@@ -2,6 +2,8 @@
 
 #include "fus/FUS.h"
 #include "fus/Generator.h"
+#include "fus/LowLevelMechanics.h"
+#include "fus/Mechanics.h"
 #include "fus/P_EventSender.h"
 #include "fus/P_Upcalls.h"
 
@@ -51,6 +53,8 @@ public:
     std::shared_ptr<Connection> getConnection() override;
     bool isConnected() const override;
     Generator& generator() override { return m_generator; }
+    LowLevelMechanics& lowLevelMechanics() { return m_lowLevelMechanics; }
+    Mechanics& mechanics() { return m_mechanics; }
 
 private:
     bool usesNewProtocol();
@@ -72,6 +76,8 @@ private:
     bool m_disconnecting = false;
 
     Generator m_generator;
+    LowLevelMechanics m_lowLevelMechanics;
+    Mechanics m_mechanics;
 };
 
 } // namespace fus
