@@ -109,6 +109,7 @@ LowLevelMechanicsPrivate::LowLevelMechanicsPrivate(Upcalls& upcalls)
 LowLevelMechanicsPrivate::~LowLevelMechanicsPrivate() {
     std::vector<std::unique_ptr<MechanicalOriginThread>> searches; // dies first, and waits
     endSearch(true);
+    wakeSearch();
     const MutexLocker lock(m_mutex);
     searches.swap(m_searches);
 }
@@ -123,7 +124,7 @@ void LowLevelMechanicsPrivate::setDefinition(
     // the old one dies behind the lock, with the argument
     const MutexLocker lock(m_mutex);
     m_definition.swap(definition);
-    m_stopped.broadcast(); // a search that pauses looks whether its definition is still there
+    wakeSearch(); // it looks whether its definition is still there
 }
 
 void LowLevelMechanicsPrivate::setSecureMode(bool on) {
@@ -240,6 +241,7 @@ void LowLevelMechanicsPrivate::cleanOnDisconnect(bool linkAlive) {
         }
     } else {
         endSearch(linkAlive);
+        wakeSearch();
     }
     forgetBoard();
 }

@@ -175,11 +175,23 @@ void LowLevelMechanicsPrivate::haltMotion(bool linkAlive) {
     FUS_LOG(INFO, "Stop ALL mechanical motion");
     endSearch(linkAlive);
     try {
-        sendAndCheck(CMD_STOP, NetPacket());
+        waitEmptyAnswer(sendStop(), CMD_STOP, TIMEOUT_DEFAULT);
     } catch (const FUSException& e) {
         if (e.hardwareCode().rawCode() != CODE_AT_REST) {
             throw;
         }
+    }
+}
+
+// A search that pauses is woken behind the send: what it still asks must not come first.
+unsigned LowLevelMechanicsPrivate::sendStop() {
+    try {
+        const unsigned id = sendCommand(0, CMD_STOP, NetPacket());
+        wakeSearch();
+        return id;
+    } catch (...) {
+        wakeSearch();
+        throw;
     }
 }
 

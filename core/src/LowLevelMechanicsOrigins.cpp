@@ -80,7 +80,7 @@ void LowLevelMechanicsPrivate::requireRunning(const SearchMark& mark) const {
     }
 }
 
-// Tells a search that it is to end. Waits for nothing.
+// Tells a search that it is to end. Waits for nothing; one that pauses finds out when it is woken.
 void LowLevelMechanicsPrivate::endSearch(bool linkAlive) {
     const MutexLocker lock(m_mutex);
     if (linkAlive) {
@@ -90,6 +90,10 @@ void LowLevelMechanicsPrivate::endSearch(bool linkAlive) {
         m_originThread->requestStop();
         m_originThread = nullptr;
     }
+}
+
+void LowLevelMechanicsPrivate::wakeSearch() {
+    const MutexLocker lock(m_mutex);
     m_stopped.broadcast();
 }
 

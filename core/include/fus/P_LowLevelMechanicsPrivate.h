@@ -170,6 +170,7 @@ private:
     unsigned sendMove(NetPacket& packet, unsigned duration);
     unsigned motionTime(unsigned duration);
     void haltMotion(bool linkAlive);
+    unsigned sendStop();
     void readHistoryLine(unsigned actuator, unsigned line);
 
     // origins
@@ -192,6 +193,7 @@ private:
     void parkAll(const SearchMark& mark);
     void startSearchThread(const SearchMark& mark);
     void endSearch(bool linkAlive);
+    void wakeSearch();
     mprotocol::MechResult endResult(const SearchMark& mark, mprotocol::MechResult ifNone) const;
     void reportSearch(MechanicalOriginThread& thread);
 
