@@ -84,7 +84,7 @@ constexpr KindRow KINDS[] = {
      "optical reference 1 or 2 is never found"},
     {FaultKind::TOLERANCE, "tolerance", "ms", false, 0, "axis",
      "an axis exceeds its tolerance so long after its start"},
-    {FaultKind::OFF_TARGET, "off-target", nullptr, false, 0, "axis", "and at its target"},
+    {FaultKind::OFF_TARGET, "off-target", nullptr, false, 0, "axis", "an axis misses its target"},
     {FaultKind::MOTOR_CABLE, "motor-cable", nullptr, false, 0, "axis",
      "the motor's cable is pulled"},
     {FaultKind::ENCODER_CABLE, "encoder-cable", nullptr, false, 0, "axis",

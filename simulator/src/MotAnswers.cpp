@@ -113,7 +113,7 @@ bool MotBoard::isPrepared() const {
     return m_prepared.has_value() && !m_motion;
 }
 
-void MotBoard::trigger(std::function<void(const StopReason&)> onFailure) {
+void MotBoard::trigger(const std::function<void(const StopReason&)>& onFailure) {
     std::lock_guard<std::mutex> lock(m_mutex);
     const std::optional<Prepared> prepared = m_prepared;
     m_prepared.reset();
@@ -124,7 +124,7 @@ void MotBoard::trigger(std::function<void(const StopReason&)> onFailure) {
         MotMotion motion = planner().guided(m_displacement, prepared->count, prepared->delay);
         motion.command = MOT_TRAJ_TRIG;
         motion.isDriven = true;
-        m_onFailure = std::move(onFailure);
+        m_onFailure = onFailure;
         m_route = Route();
         start(std::move(motion));
     } catch (const Refusal& refusal) {

@@ -129,12 +129,11 @@ void MotBoard::release(const std::shared_ptr<Outlet>& outlet, std::uint32_t id) 
     }
     Accepted accepted = std::move(*m_accepted);
     m_accepted.reset();
-    const double start_ = now();
-    const double timeout = accepted.time > 0 ? start_ + accepted.time : MOT_FOREVER;
     if (accepted.stops) {
         haltByUser();
         return;
     }
+    const double timeout = accepted.time > 0 ? now() + accepted.time : MOT_FOREVER;
     const Route route{outlet, id, accepted.command, timeout};
     if (accepted.motion) {
         m_route = route;

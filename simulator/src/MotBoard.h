@@ -55,7 +55,7 @@ public:
     // --- for the generator's execution ---
     bool isPrepared() const;
     // Starts the prepared displacement. The function is called when it ends before its time.
-    void trigger(std::function<void(const StopReason&)> onFailure);
+    void trigger(const std::function<void(const StopReason&)>& onFailure);
     // True until it is over.
     bool isDriven() const;
     void stopDriven();

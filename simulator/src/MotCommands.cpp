@@ -15,7 +15,6 @@ namespace {
 constexpr unsigned ANY_SIZE = 0xFFFF;
 constexpr unsigned TRIGGER_ONE_PULSE = 1;
 constexpr std::size_t MOVE_SIZE = 8;
-constexpr std::size_t UPLOAD_HEAD_SIZE = 4;
 
 [[noreturn]] void refuseSize(const MotRequest& request) {
     refuse(BAD_BOARD_INPUT, request.command, "%zu bytes of data don't fit command 0x%04X.",

@@ -29,13 +29,16 @@ std::string briefOf(const Answer& answer) {
     }
     const std::string sign = answer.type == 1207 ? "~" : "";
     const Bytes& payload = answer.payload;
-    const unsigned result = payload[16] << 8U | payload[17];
+    const unsigned result = unsigned{payload[16]} << 8U | payload[17];
     const Bytes rest(payload.begin() +
                          std::min<std::ptrdiff_t>(20, payload.end() - payload.begin()),
                      payload.end());
     if (result == 'N' && rest.size() >= 4) {
-        return sign + "N:" +
-               hexWord(rest[0] | rest[1] << 8U | rest[2] << 16U | std::uint32_t{rest[3]} << 24U);
+        std::uint32_t code = 0;
+        for (std::size_t i = 4; i > 0; --i) {
+            code = code << 8U | rest[i - 1];
+        }
+        return sign + "N:" + hexWord(code);
     }
     const std::string letter = result == 'Y' ? "Y" : "=";
     return sign + letter + (payload.size() > 18 && result == 'Y' ? "+" : "") + toHex(rest);
