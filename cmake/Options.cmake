@@ -4,7 +4,9 @@
 add_library(fus_options INTERFACE)
 
 if(MSVC)
-    target_compile_options(fus_options INTERFACE /W4 /utf-8 /permissive-)
+    # 4251, 4275: that private parts of exported classes aren't exported, as is meant
+    target_compile_options(fus_options INTERFACE
+        /W4 /wd4251 /wd4275 /utf-8 /permissive- /Zc:__cplusplus)
     target_compile_definitions(fus_options INTERFACE _CRT_SECURE_NO_WARNINGS NOMINMAX)
     if(FUS_WERROR)
         target_compile_options(fus_options INTERFACE /WX)

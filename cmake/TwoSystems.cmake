@@ -15,9 +15,7 @@ endif()
 execute_process(COMMAND "${FUS_NATIVE_PYTHON}" -c
     "import sys; print('cp%d%d' % sys.version_info[:2])"
     OUTPUT_VARIABLE tag OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-# By a program that turns into the emulator: a test has to end what it started, and not its parent.
-string(REPLACE "${CMAKE_COMMAND};-E;env;" "env;" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
-string(REPLACE ";" " " emulator "${emulator}")
+string(REPLACE ";" " " emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
 foreach(side ClientOfTheOtherSystem SimulatorOfTheOtherSystem)
     add_test(NAME two_systems.${side}
         COMMAND "${FUS_NATIVE_PYTHON}" -m unittest -v test_two_systems.${side}

@@ -1,6 +1,5 @@
-# Runs what is cross-built for Windows, its tests above all, under Wine: in a prefix of the build
-# tree, so that no user's own is touched, without Wine's own messages, and without the components
-# that it would otherwise install or the menu entries that it would make.
+# Runs what is cross-built for Windows, its tests above all, under Wine, in a prefix of the build
+# tree.
 if(NOT (CMAKE_CROSSCOMPILING AND WIN32) OR CMAKE_CROSSCOMPILING_EMULATOR)
     return()
 endif()
@@ -10,9 +9,12 @@ find_program(FUS_WINE NAMES wine64 wine PATHS /usr/lib/wine
     DOC "Wine, to run the tests of a build for Windows")
 mark_as_advanced(FUS_WINE)
 if(FUS_WINE)
-    set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_COMMAND}" -E env
-        "WINEPREFIX=${PROJECT_BINARY_DIR}/wine" "WINEDEBUG=-all" "WINEARCH=win64"
-        "WINEDLLOVERRIDES=mscoree,mshtml,winemenubuilder.exe=d" "${FUS_WINE}")
+    set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/run-under-wine.sh" "${FUS_WINE}"
+        "${PROJECT_BINARY_DIR}/wine")
+    # ctest runs this before it asks the programs for their tests
+    file(WRITE "${PROJECT_BINARY_DIR}/KeepWine.cmake"
+        "execute_process(COMMAND \"${CMAKE_CURRENT_LIST_DIR}/run-under-wine.sh\" "
+        "\"${FUS_WINE}\" \"${PROJECT_BINARY_DIR}/wine\" --keep)\n")
 else()
     message(STATUS "Wine not found: what is built can't be run here")
 endif()

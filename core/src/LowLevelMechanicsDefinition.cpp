@@ -139,7 +139,7 @@ bool LowLevelMechanicsPrivate::loadDefinition(const char* filename) {
         return false;
     }
     FUS_LOG(INFO, "Loading mechanical definition from '%s'", filename);
-    std::ifstream stream(filename);
+    std::ifstream stream(filename, std::ios::binary);
     // a file that isn't there doesn't get this far: it is found out when the stream is read
     if (stream.bad()) {
         FUS_LOG(ERROR, "Can not open '%s'", filename);
