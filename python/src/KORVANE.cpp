@@ -182,6 +182,7 @@ PYBIND11_MODULE(KORVANE, module) {
     defineListener(module);
     defineGenerator(module);
     defineResults(module);
+    defineMechanics(module);
     refuseUnmadeObjects(module);
     guardInterpreterExit();
 }

@@ -18,6 +18,7 @@ struct PyFUS {
 
     fus::FUS& fus;
     fus::Generator& gen;
+    fus::Mechanics& mech;
     bool securityOnDestruction = true;
 };
 

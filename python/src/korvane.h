@@ -20,6 +20,7 @@ void defineGeneral(py::module_& module);
 void defineListener(py::module_& module);
 void defineGenerator(py::module_& module);
 void defineResults(py::module_& module);
+void defineMechanics(py::module_& module);
 
 /// Sees to it that no event enters Python any more once the interpreter begins to end.
 void guardInterpreterExit();

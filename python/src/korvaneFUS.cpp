@@ -4,6 +4,7 @@
 #include "PyFUSListener.h"
 
 #include "fus/Generator.h"
+#include "fus/Mechanics.h"
 #include "fus/P_LogMacros.h"
 
 #include <cstdint>
@@ -31,7 +32,7 @@ FUS& startedLibrary() {
 
 } // namespace
 
-PyFUS::PyFUS() : fus(startedLibrary()), gen(fus.getGenerator()) {
+PyFUS::PyFUS() : fus(startedLibrary()), gen(fus.getGenerator()), mech(fus.getMechanics()) {
     FUS_LOG(INFO, "<python> Creating KORVANE singleton");
 }
 
@@ -190,6 +191,10 @@ void defineFUS(py::module_& module) {
             "gen", [](PyFUS& self) -> fus::Generator& { return self.gen; },
             py::return_value_policy::reference_internal,
             "The generator subsystem, used to execute shooting trajectories.")
+        .def_property_readonly(
+            "mech", [](PyFUS& self) -> fus::Mechanics& { return self.mech; },
+            py::return_value_policy::reference_internal,
+            "The mechanical subsystem, used to move the transducer.")
         .def_property_readonly_static(
             "REBOOT_ALL", [](const py::object&) { return REBOOT_ALL; },
             "To reboot the whole system (main board + slaves) (>20 seconds)")
