@@ -204,6 +204,8 @@ void FUS::Private::closeConnection(const std::shared_ptr<Connection>& connection
     // asked of the connection itself, as a lost link must not keep the mechanics from being cleaned
     if (connection->lastConfig().getCount(NB_MECHANICS_BOARDS) > 0) {
         quietly([&] { m_lowLevelMechanics.cleanOnDisconnect(linkAlive); });
+    } else {
+        quietly([&] { m_lowLevelMechanics.leaveConnection(linkAlive); });
     }
     quietly([&] { connection->close(); });
     dropConnection();

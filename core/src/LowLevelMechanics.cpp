@@ -13,6 +13,10 @@ void LowLevelMechanics::cleanOnDisconnect(bool linkAlive) {
     m_private->cleanOnDisconnect(linkAlive);
 }
 
+void LowLevelMechanics::leaveConnection(bool linkAlive) {
+    m_private->leaveConnection(linkAlive);
+}
+
 bool LowLevelMechanics::loadDefinition(const char* filename) {
     return m_private->loadDefinition(filename);
 }

@@ -146,8 +146,8 @@ unsigned LowLevelMechanicsPrivate::maxDisplacementSize() const {
 }
 
 bool LowLevelMechanicsPrivate::sendConfig(bool force) {
-    const auto definition = this->definition();
-    if (!m_definitionLoaded || definition->actuators.empty()) {
+    const OperationMark op = beginOperation();
+    if (!m_definitionLoaded || op.definition->actuators.empty()) {
         FUS_LOG(ERROR, "Please load a config file before calling sendConfig().");
         return false;
     }
@@ -156,33 +156,39 @@ bool LowLevelMechanicsPrivate::sendConfig(bool force) {
             "------------------------------",
             yesNo(force));
     m_configSent = false;
+    bool sent = false;
     try {
-        if (!checkFirmware() || !readProtocolVersion() || !readCapacities(*definition)) {
+        if (!checkFirmware(op) || !readProtocolVersion(op) || !readCapacities(op)) {
             return false;
         }
-        m_configuring = true;
-        m_configSent = configure(*definition, force);
+        sent = configure(op, force);
     } catch (const FUSException& e) {
         logException(e);
     }
-    m_configuring = false;
     FUS_LOG(INFO,
             "++++++++++++++++++++++++++++++ End of MOT config ++++++++++++++++++++++++++++++");
-    return m_configSent;
+    return sent;
 }
 
-bool LowLevelMechanicsPrivate::configure(const MechanicalDefinition& definition, bool force) {
-    if (!force) {
-        if (checkParameters(definition)) {
-            return true;
-        }
+bool LowLevelMechanicsPrivate::configure(const OperationMark& op, bool force) {
+    struct Configuring { // reset on every way out
+        LowLevelMechanicsPrivate& mechanics;
+        const OperationMark& op;
+        ~Configuring() { mechanics.store(op, mechanics.m_configuring, false); }
+    };
+    store(op, m_configuring, true);
+    const Configuring configuring{*this, op};
+    bool same = !force && checkParameters(op);
+    if (!force && !same) {
         FUS_LOG(INFO, "Soft init failed, trying normal init.");
     }
-    return sendParameters(definition);
+    same = same || sendParameters(op);
+    // not for a board that is gone, or that another definition is for
+    return store(op, m_configSent, same) && same;
 }
 
-bool LowLevelMechanicsPrivate::checkFirmware() {
-    const Version version = m_upcalls.getConnection()->config().getVersion(VERSION_MOT_FIRMWARE);
+bool LowLevelMechanicsPrivate::checkFirmware(const OperationMark& op) {
+    const Version version = linkOf(op).config().getVersion(VERSION_MOT_FIRMWARE);
     if (version == nullVersion) {
         FUS_LOG(ERROR, "No mechanical system found.");
         return false;
@@ -194,55 +200,68 @@ bool LowLevelMechanicsPrivate::checkFirmware() {
     return true;
 }
 
-bool LowLevelMechanicsPrivate::readProtocolVersion() {
+bool LowLevelMechanicsPrivate::readProtocolVersion(const OperationMark& op) {
     FUS_LOG(INFO, "----- Reading global MOT parameters");
     FUS_LOG(INFO, "Read MOT protocol version");
-    const auto connection = m_upcalls.getConnection();
     NetPacket request = littleEndianPacket(2);
     request.write16(BPARAM_MOT_PROTOCOL);
-    const unsigned id = connection->sendBoardCommand(gprotocol::HWID_MECHANICS, MOT_ADDRESS, 0,
-                                                     gprotocol::CMD_BOARD_PARAM_GET, request);
+    const unsigned id = linkOf(op).sendBoardCommand(gprotocol::HWID_MECHANICS, MOT_ADDRESS, 0,
+                                                    gprotocol::CMD_BOARD_PARAM_GET, request);
     NetPacket answer = littleEndianPacket(BOARD_PARAM_SIZE);
-    if (connection->readBoardAnswer(gprotocol::HWID_MECHANICS, MOT_ADDRESS, id,
-                                    gprotocol::CMD_BOARD_PARAM_GET, answer,
-                                    TIMEOUT_DEFAULT) != BOARD_PARAM_SIZE) {
+    if (linkOf(op).readBoardAnswer(gprotocol::HWID_MECHANICS, MOT_ADDRESS, id,
+                                   gprotocol::CMD_BOARD_PARAM_GET, answer,
+                                   TIMEOUT_DEFAULT) != BOARD_PARAM_SIZE) {
         FUS_LOG(ERROR, "Can not read the MOT protocol version");
         return false;
     }
-    m_protocolVersion = answer.read32();
-    FUS_LOG(INFO, "  MOT protocol version: %u", m_protocolVersion.load());
+    const unsigned version = answer.read32();
+    store(op, m_protocolVersion, version);
+    FUS_LOG(INFO, "  MOT protocol version: %u", version);
     return true;
 }
 
-bool LowLevelMechanicsPrivate::readCapacities(const MechanicalDefinition& definition) {
-    m_maxActuators = readIntParameter(0, PARAM_R_MAX_AXIS_COUNT);
-    FUS_LOG(INFO, "  Supported actuators = %u", m_maxActuators.load());
-    const auto actuators = static_cast<unsigned>(definition.actuators.size());
-    if (actuators > m_maxActuators) {
+bool LowLevelMechanicsPrivate::readCapacities(const OperationMark& op) {
+    const unsigned supported = readInt(op, 0, PARAM_R_MAX_AXIS_COUNT);
+    store(op, m_maxActuators, supported);
+    FUS_LOG(INFO, "  Supported actuators = %u", supported);
+    const auto actuators = static_cast<unsigned>(op.definition->actuators.size());
+    if (actuators > supported) {
         FUS_LOG(ERROR, "Too many (%u) actuators defined in loaded config, only %u supported.",
-                actuators, m_maxActuators.load());
+                actuators, supported);
         return false;
     }
-    m_maxDisplacementSize = readIntParameter(0, PARAM_R_TRAJ_MAXSIZE);
-    FUS_LOG(INFO, "  Max displacement size = %d moves",
-            static_cast<int>(m_maxDisplacementSize.load()));
-    m_logSize = readIntParameter(0, PARAM_R_LOG_SIZE);
-    FUS_LOG(INFO, "  Log size = %d lines", static_cast<int>(m_logSize.load()));
+    const unsigned moves = readInt(op, 0, PARAM_R_TRAJ_MAXSIZE);
+    store(op, m_maxDisplacementSize, moves);
+    FUS_LOG(INFO, "  Max displacement size = %d moves", static_cast<int>(moves));
+    const unsigned lines = readInt(op, 0, PARAM_R_LOG_SIZE);
+    store(op, m_logSize, lines);
+    FUS_LOG(INFO, "  Log size = %d lines", static_cast<int>(lines));
     return true;
 }
 
-bool LowLevelMechanicsPrivate::checkParameters(const MechanicalDefinition& definition) {
+// The board is not to work by values of a definition that is gone.
+void LowLevelMechanicsPrivate::requireDefinition(const OperationMark& op) const {
+    if (definition() != op.definition) {
+        FUS_THROW(ERR_MECH_NO_CONFIG);
+    }
+}
+
+bool LowLevelMechanicsPrivate::checkParameters(const OperationMark& op) {
+    if (!m_configuring) {
+        FUS_LOG(ERROR, "checkParameters() ignored outside configSent().");
+        return false;
+    }
     try {
-        for (const unsigned index : definition.initOrder) {
+        for (const unsigned index : op.definition->initOrder) {
             FUS_LOG(INFO, "----- Checking MOT parameters for actuator %d", static_cast<int>(index));
-            const MechanicalActuatorData& actuator = *definition.at(index).m_data;
+            const MechanicalActuatorData& actuator = *op.definition->at(index).m_data;
             for (const ConfigRow& row : CONFIG) {
                 const MechParamRow& param = MECH_PARAMS[row.param];
+                requireDefinition(op);
                 if (row.word != nullptr
-                        ? !isSame(index, param, readIntParameter(index, row.param),
-                                  row.word(actuator))
-                        : !isSame(index, param, readFloatParameter(index, row.param),
-                                  row.real(actuator), row.tolerance)) {
+                        ? !isSame(index, param, readInt(op, index, row.param), row.word(actuator))
+                        : !isSame(index, param, readFloat(op, index, row.param), row.real(actuator),
+                                  row.tolerance)) {
                     return false;
                 }
             }
@@ -254,20 +273,25 @@ bool LowLevelMechanicsPrivate::checkParameters(const MechanicalDefinition& defin
     }
 }
 
-bool LowLevelMechanicsPrivate::sendParameters(const MechanicalDefinition& definition) {
+bool LowLevelMechanicsPrivate::sendParameters(const OperationMark& op) {
+    if (!m_configuring) {
+        FUS_LOG(ERROR, "sendParameters() ignored outside configSent().");
+        return false;
+    }
     try {
-        for (const unsigned index : definition.initOrder) {
+        for (const unsigned index : op.definition->initOrder) {
             FUS_LOG(INFO, "----- Sending MOT parameters for actuator %d", static_cast<int>(index));
-            const MechanicalActuator& actuator = definition.at(index);
+            const MechanicalActuator& actuator = op.definition->at(index);
             for (const MechParam param : SEND_ORDER) {
                 const ConfigRow& row = configRow(param);
+                requireDefinition(op);
                 if (row.word != nullptr) {
-                    setIntParameter(index, param, row.word(*actuator.m_data));
+                    writeInt(op, index, param, row.word(*actuator.m_data));
                 } else {
-                    setFloatParameter(index, param, row.real(*actuator.m_data));
+                    writeFloat(op, index, param, row.real(*actuator.m_data));
                 }
             }
-            setIntParameter(index, PARAM_ORIGIN_FOUND, 0);
+            writeInt(op, index, PARAM_ORIGIN_FOUND, 0);
             actuator.clearOrigin();
         }
         return true;

@@ -92,8 +92,11 @@ const MechanicalActuator& MechanicalDefinition::at(unsigned index) const {
 }
 
 OriginParams& MechanicalDefinition::originParams(unsigned index) const {
-    at(index);
-    return actuators[index]->originParameters();
+    return at(index).originParameters();
+}
+
+OriginParams* MechanicalDefinition::findOriginParams(unsigned index) const {
+    return index < actuators.size() ? &actuators[index]->originParameters() : nullptr;
 }
 
 void MechanicalDefinition::clearOrigins() const {
@@ -108,9 +111,8 @@ LowLevelMechanicsPrivate::LowLevelMechanicsPrivate(Upcalls& upcalls)
 
 LowLevelMechanicsPrivate::~LowLevelMechanicsPrivate() {
     std::vector<std::unique_ptr<MechanicalOriginThread>> searches; // dies first, and waits
-    endSearch(true);
-    wakeSearch();
     const MutexLocker lock(m_mutex);
+    endSearch(true);
     searches.swap(m_searches);
 }
 
@@ -119,12 +121,16 @@ std::shared_ptr<const MechanicalDefinition> LowLevelMechanicsPrivate::definition
     return m_definition;
 }
 
-void LowLevelMechanicsPrivate::setDefinition(
-    std::shared_ptr<const MechanicalDefinition> definition) {
+// What is known of the board goes with the definition, behind it: nobody stores any more by then.
+void LowLevelMechanicsPrivate::setDefinition(std::shared_ptr<const MechanicalDefinition> definition,
+                                             bool loaded) {
     // the old one dies behind the lock, with the argument
     const MutexLocker lock(m_mutex);
     m_definition.swap(definition);
-    wakeSearch(); // it looks whether its definition is still there
+    m_definitionLoaded = loaded;
+    forgetBoard();
+    definition->clearOrigins();
+    m_stopped.broadcast(); // a search looks whether its definition is still there
 }
 
 void LowLevelMechanicsPrivate::setSecureMode(bool on) {
@@ -165,8 +171,7 @@ bool LowLevelMechanicsPrivate::loadFromStream(std::istream& stream) {
     if (!readDefinition(stream, *definition)) {
         return false;
     }
-    setDefinition(std::move(definition));
-    m_definitionLoaded = true;
+    setDefinition(std::move(definition), true);
     return true;
 }
 
@@ -209,13 +214,12 @@ bool LowLevelMechanicsPrivate::readActuators(const ConfigSection& root,
 
 void LowLevelMechanicsPrivate::clearDefinition() {
     FUS_LOG(INFO, "Clearing mechanical definition");
-    forgetBoard();
-    setDefinition(std::make_shared<const MechanicalDefinition>());
-    m_definitionLoaded = false;
+    setDefinition(std::make_shared<const MechanicalDefinition>(), false);
 }
 
 // What is known of the board, and of where the axes stand.
 void LowLevelMechanicsPrivate::forgetBoard() {
+    const MutexLocker lock(m_mutex);
     m_configuring = false;
     m_configSent = false;
     m_allOriginsFound = false;
@@ -224,26 +228,35 @@ void LowLevelMechanicsPrivate::forgetBoard() {
     m_logSize = 0;
     m_displacementDuration = 0;
     m_protocolVersion = 0;
-    definition()->clearOrigins();
+    m_definition->clearOrigins();
 }
 
 void LowLevelMechanicsPrivate::cleanOnDisconnect(bool linkAlive) {
     FUS_LOG(INFO, "Cleaning (mech) on disconnection (stop)");
-    {
-        const MutexLocker lock(m_mutex);
-        ++m_disconnects;
-    }
-    if (m_configSent) {
+    const bool halt = m_configSent;
+    leaveLink(linkAlive);
+    if (halt) {
         try {
             haltMotion(linkAlive);
         } catch (...) {
             // the board says nothing, or is out of reach: the connection closes all the same
         }
-    } else {
-        endSearch(linkAlive);
-        wakeSearch();
     }
     forgetBoard();
+}
+
+// For a generator without a mechanical board. Out of secure mode a search may have begun there.
+void LowLevelMechanicsPrivate::leaveConnection(bool linkAlive) {
+    leaveLink(linkAlive);
+    forgetBoard();
+}
+
+// From here on nothing that moves is sent over the link, and nothing that it tells is kept. All in
+// one: who sees the link's end must see that it was asked for.
+void LowLevelMechanicsPrivate::leaveLink(bool linkAlive) {
+    const MutexLocker lock(m_mutex);
+    m_closedLink = m_upcalls.connection();
+    endSearch(linkAlive);
 }
 
 } // namespace fus

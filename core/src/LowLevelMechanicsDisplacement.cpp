@@ -57,12 +57,17 @@ void checkMove(const MechanicalActuator& actuator, const Move& move, const Move*
 } // namespace
 
 void LowLevelMechanicsPrivate::clearDisplacement() {
+    clearBuffer(beginOperation());
+}
+
+void LowLevelMechanicsPrivate::clearBuffer(const OperationMark& op) {
     FUS_LOG(INFO, "Clearing displacement buffer (for all actuators).");
-    sendAndCheck(CMD_TRAJ_RESET, NetPacket());
+    sendAndCheck(op, CMD_TRAJ_RESET, NetPacket());
     m_displacementDuration = 0;
 }
 
 void LowLevelMechanicsPrivate::sendDisplacement(const MechanicalDisplacement& displacement) {
+    const OperationMark op = beginOperation();
     if (m_secureMode) {
         if (displacement.actuatorCount() == 0) {
             FUS_THROW_MSG(ERR_ARGUMENT, "No actuator defined in this displacement");
@@ -74,26 +79,28 @@ void LowLevelMechanicsPrivate::sendDisplacement(const MechanicalDisplacement& di
     if (isEmpty(displacement)) {
         FUS_THROW_MSG(ERR_ARGUMENT, "Empty displacement");
     }
-    clearDisplacement();
+    clearBuffer(op);
     FUS_LOG(INFO, "Sending displacement (%u actuators)", displacement.actuatorCount());
-    const auto definition = this->definition();
     unsigned longest = 0;
     for (unsigned i = 0; i < displacement.actuatorCount(); ++i) {
-        longest = std::max(longest, sendMoves(displacement, i, definition->at(i)));
+        longest = std::max(longest, sendMoves(op, displacement, i));
     }
     FUS_LOG(INFO, "Overall duration: %u ms", longest);
-    m_displacementDuration = longest;
+    store(op, m_displacementDuration, longest);
 }
 
 // Gives the time that the actuator takes.
-unsigned LowLevelMechanicsPrivate::sendMoves(const MechanicalDisplacement& displacement,
-                                             unsigned index, const MechanicalActuator& actuator) {
+unsigned LowLevelMechanicsPrivate::sendMoves(const OperationMark& op,
+                                             const MechanicalDisplacement& displacement,
+                                             unsigned index) {
+    const MechanicalActuator& actuator = op.definition->at(index);
     const unsigned moves = displacement.actuatorMoveCount(index);
     FUS_LOG(INFO, "- sending actuator %u, %u moves", index, moves);
     if (moves == 0) {
         return 0;
     }
-    if (m_secureMode && moves > maxDisplacementSize()) {
+    // in any mode not more than their count has bits for: the board would take the rest for garbage
+    if ((m_secureMode && moves > maxDisplacementSize()) || moves > BYTE_MAX) {
         FUS_THROW_MSG(ERR_ARGUMENT, "Too many points in mechanical trajectory");
     }
     NetPacket packet = littleEndianPacket(UPLOAD_HEAD + MOVE_BYTES * moves);
@@ -115,9 +122,9 @@ unsigned LowLevelMechanicsPrivate::sendMoves(const MechanicalDisplacement& displ
         packet.write32(move.delay());
     }
     FUS_LOG(VERBOSE, "Actuator duration: %u ms", duration);
-    const unsigned id = sendCommand(UPLOAD_TIME, CMD_TRAJ_SEND, packet);
-    waitEmptyAnswer(id, CMD_TRAJ_SEND, TIMEOUT_DEFAULT);
-    waitEmptyAnswer(id, CMD_TRAJ_SEND, UPLOAD_TIME);
+    const unsigned id = sendCommand(op, UPLOAD_TIME, CMD_TRAJ_SEND, packet);
+    waitEmptyAnswer(op, id, CMD_TRAJ_SEND, TIMEOUT_DEFAULT);
+    waitEmptyAnswer(op, id, CMD_TRAJ_SEND, UPLOAD_TIME);
     return duration;
 }
 
@@ -153,6 +160,7 @@ NetPacket LowLevelMechanicsPrivate::executionPacket(unsigned execCount, unsigned
 
 unsigned LowLevelMechanicsPrivate::executeDisplacement(unsigned execCount, unsigned execDelay,
                                                        unsigned timeout) {
+    const OperationMark op = beginOperation();
     const unsigned needed =
         m_displacementDuration * execCount + (execCount - 1) * execDelay + EXECUTION_SLACK;
     if (m_secureMode) {
@@ -162,14 +170,16 @@ unsigned LowLevelMechanicsPrivate::executeDisplacement(unsigned execCount, unsig
         }
     }
     if (timeout == 0) {
-        timeout = simulatorTime(needed, SIMULATOR_FACTOR);
+        timeout = simulatorTime(op, needed, SIMULATOR_FACTOR);
     }
     FUS_LOG(INFO, "Executing displacement (%u times, delay: %u ms, timeout: %u ms)", execCount,
             execDelay, timeout);
-    return startMotion(timeout, CMD_TRAJ_EXEC, executionPacket(execCount, execDelay, 0), execCount);
+    return startMotion(op, timeout, CMD_TRAJ_EXEC, executionPacket(execCount, execDelay, 0),
+                       execCount);
 }
 
 unsigned LowLevelMechanicsPrivate::prepareDisplacement(unsigned execCount, unsigned execDelay) {
+    const OperationMark op = beginOperation();
     if (m_secureMode) {
         checkExecution(execCount, true);
     }
@@ -177,7 +187,9 @@ unsigned LowLevelMechanicsPrivate::prepareDisplacement(unsigned execCount, unsig
             execCount, execDelay, unsigned{TRIGGER_MODE});
     NetPacket packet = executionPacket(execCount, execDelay, 1);
     packet.write8(TRIGGER_MODE);
-    return sendAndCheck(CMD_TRAJ_TRIG, packet);
+    const unsigned id = sendMotion(op, 0, CMD_TRAJ_TRIG, packet);
+    waitEmptyAnswer(op, id, CMD_TRAJ_TRIG, TIMEOUT_DEFAULT);
+    return id;
 }
 
 } // namespace fus

@@ -58,29 +58,34 @@ NetPacket rawMovePacket(unsigned amount, unsigned actuator, unsigned dac) {
 } // namespace
 
 // The time that a motion is given: one that can't be told is more than any board allows.
-unsigned LowLevelMechanicsPrivate::motionTime(unsigned duration) {
+unsigned LowLevelMechanicsPrivate::motionTime(const OperationMark& op, unsigned duration) {
     constexpr unsigned MOST = std::numeric_limits<unsigned>::max() - MOTION_SLACK;
-    return simulatorTime(std::min(duration, MOST) + MOTION_SLACK, SIMULATOR_FACTOR);
+    return simulatorTime(op, std::min(duration, MOST) + MOTION_SLACK, SIMULATOR_FACTOR);
 }
 
 unsigned LowLevelMechanicsPrivate::moveActuatorTo(unsigned actuator, int position,
                                                   unsigned duration) {
+    return moveAxis(beginOperation(), actuator, position, duration);
+}
+
+unsigned LowLevelMechanicsPrivate::moveAxis(const OperationMark& op, unsigned actuator,
+                                            int position, unsigned duration) {
     FUS_LOG(INFO, "Moving actuator %u to position %d in %u ms", actuator, position, duration);
-    const auto definition = this->definition();
+    const MechanicalDefinition& definition = *op.definition;
     if (m_secureMode) {
         requireConfigSent();
-        if (!definition->at(actuator).isOriginFound()) {
+        if (!definition.at(actuator).isOriginFound()) {
             FUS_THROW(ERR_MECH_NO_ORIGIN);
         }
         requireDuration(duration);
     }
-    const unsigned absolute = definition->at(actuator).absolutePosition(position);
+    const unsigned absolute = definition.at(actuator).absolutePosition(position);
     FUS_LOG(INFO, "  absolute position: %u", absolute);
     NetPacket packet = movePacket();
-    for (unsigned i = 0; i < definition->actuators.size(); ++i) {
+    for (unsigned i = 0; i < definition.actuators.size(); ++i) {
         packet.write32(i == actuator ? absolute : 0);
     }
-    return sendMove(packet, duration);
+    return sendMove(op, packet, duration);
 }
 
 // One position for each axis of the board, then the duration.
@@ -92,26 +97,27 @@ NetPacket LowLevelMechanicsPrivate::movePacket() const {
     return littleEndianPacket(4 * actuators + 4);
 }
 
-unsigned LowLevelMechanicsPrivate::sendMove(NetPacket& packet, unsigned duration) {
+unsigned LowLevelMechanicsPrivate::sendMove(const OperationMark& op, NetPacket& packet,
+                                            unsigned duration) {
     packet.write32(duration);
-    return startMotion(motionTime(duration), CMD_MOVE_TO, packet, 1);
+    return startMotion(op, motionTime(op, duration), CMD_MOVE_TO, packet, 1);
 }
 
 unsigned LowLevelMechanicsPrivate::moveTo(const MechanicalDisplacement& displacement) {
+    const OperationMark op = beginOperation();
     FUS_LOG(INFO, "Moving all actuators to ONE position.");
     if (m_secureMode) {
         checkMoveTo(displacement);
     }
-    const auto definition = this->definition();
     NetPacket packet = movePacket();
     unsigned duration = 0;
-    for (unsigned i = 0; i < definition->actuators.size(); ++i) {
+    for (unsigned i = 0; i < op.definition->actuators.size(); ++i) {
         if (i >= displacement.actuatorCount() || displacement.actuatorMoveCount(i) == 0) {
             packet.write32(0);
             continue;
         }
         const Move move = displacement.getMove(i, 0);
-        const unsigned absolute = definition->at(i).absolutePosition(move.position());
+        const unsigned absolute = op.definition->at(i).absolutePosition(move.position());
         FUS_LOG(VERBOSE, "- actuator %u to %+5d (abs=%u)", i, move.position(), absolute);
         packet.write32(absolute);
         duration = std::max(duration, move.delay());
@@ -119,7 +125,7 @@ unsigned LowLevelMechanicsPrivate::moveTo(const MechanicalDisplacement& displace
     if (m_secureMode) {
         requireDuration(duration);
     }
-    return sendMove(packet, duration);
+    return sendMove(op, packet, duration);
 }
 
 void LowLevelMechanicsPrivate::checkMoveTo(const MechanicalDisplacement& displacement) const {
@@ -141,18 +147,20 @@ void LowLevelMechanicsPrivate::checkMoveTo(const MechanicalDisplacement& displac
 
 unsigned LowLevelMechanicsPrivate::rawMoveSomeTime(unsigned actuator, unsigned duration,
                                                    unsigned dac) {
+    const OperationMark op = beginOperation();
     FUS_LOG(INFO, "Moving actuator %d for %u ms with DAC=%u", static_cast<int>(actuator), duration,
             dac);
     if (m_secureMode) {
         requireByte(actuator);
         requireByte(dac);
     }
-    return startMotion(motionTime(duration), CMD_MOVE_DURATION,
+    return startMotion(op, motionTime(op, duration), CMD_MOVE_DURATION,
                        rawMovePacket(duration, actuator, dac), 1);
 }
 
 unsigned LowLevelMechanicsPrivate::rawMoveSomeSteps(unsigned actuator, unsigned steps, unsigned dac,
                                                     unsigned timeout) {
+    const OperationMark op = beginOperation();
     FUS_LOG(INFO, "Moving actuator %d for %u steps with DAC=%u", static_cast<int>(actuator), steps,
             dac);
     if (m_secureMode) {
@@ -162,9 +170,10 @@ unsigned LowLevelMechanicsPrivate::rawMoveSomeSteps(unsigned actuator, unsigned 
             FUS_THROW_MSG(ERR_ARGUMENT, "Invalid distance (null)");
         }
     }
-    const unsigned time = timeout != 0 ? simulatorTime(timeout, SIMULATOR_FACTOR)
-                                       : motionTime(defaultRangeTime(definition()->at(actuator)));
-    return startMotion(time, CMD_MOVE_STEPS, rawMovePacket(steps, actuator, dac), 1);
+    const unsigned time = timeout != 0
+                              ? simulatorTime(op, timeout, SIMULATOR_FACTOR)
+                              : motionTime(op, defaultRangeTime(op.definition->at(actuator)));
+    return startMotion(op, time, CMD_MOVE_STEPS, rawMovePacket(steps, actuator, dac), 1);
 }
 
 void LowLevelMechanicsPrivate::stop() {
@@ -172,10 +181,10 @@ void LowLevelMechanicsPrivate::stop() {
 }
 
 void LowLevelMechanicsPrivate::haltMotion(bool linkAlive) {
+    const OperationMark op = beginOperation();
     FUS_LOG(INFO, "Stop ALL mechanical motion");
-    endSearch(linkAlive);
     try {
-        waitEmptyAnswer(sendStop(), CMD_STOP, TIMEOUT_DEFAULT);
+        waitEmptyAnswer(op, sendStop(op, linkAlive), CMD_STOP, TIMEOUT_DEFAULT);
     } catch (const FUSException& e) {
         if (e.hardwareCode().rawCode() != CODE_AT_REST) {
             throw;
@@ -183,23 +192,25 @@ void LowLevelMechanicsPrivate::haltMotion(bool linkAlive) {
     }
 }
 
-// A search that pauses is woken behind the send: what it still asks must not come first.
-unsigned LowLevelMechanicsPrivate::sendStop() {
-    try {
-        const unsigned id = sendCommand(0, CMD_STOP, NetPacket());
-        wakeSearch();
-        return id;
-    } catch (...) {
-        wakeSearch();
-        throw;
-    }
+// Counted and sent under one lock: nobody sees the stop before its command is on its way, and a
+// search that pauses is woken by the unlock, so that what it still asks comes behind.
+unsigned LowLevelMechanicsPrivate::sendStop(const OperationMark& op, bool linkAlive) {
+    const MutexLocker lock(m_mutex);
+    endSearch(linkAlive);
+    return sendCommand(op, 0, CMD_STOP, NetPacket());
 }
 
+// --- diagnosis -----------------------------------------------------------------------------------
+
 MechanicalStatus LowLevelMechanicsPrivate::readStatus() {
+    return askStatus(beginOperation());
+}
+
+MechanicalStatus LowLevelMechanicsPrivate::askStatus(const OperationMark& op) {
     FUS_LOG(INFO, "ReadStatus");
-    const unsigned id = sendCommand(0, CMD_STATUS, NetPacket());
+    const unsigned id = sendCommand(op, 0, CMD_STATUS, NetPacket());
     NetPacket answer = littleEndianPacket(STATUS_SIZE);
-    if (waitAnswer(id, CMD_STATUS, answer, TIMEOUT_DEFAULT) != STATUS_SIZE) {
+    if (waitAnswer(op, id, CMD_STATUS, answer, TIMEOUT_DEFAULT) != STATUS_SIZE) {
         FUS_THROW(ERR_PACKET);
     }
     const MechanicalStatus status(answer.read32());
@@ -208,11 +219,15 @@ MechanicalStatus LowLevelMechanicsPrivate::readStatus() {
 }
 
 HardwareCode LowLevelMechanicsPrivate::getIndirectErrorAndLog() {
+    return findCause(beginOperation());
+}
+
+HardwareCode LowLevelMechanicsPrivate::findCause(const OperationMark& op) {
     try {
-        const HardwareCode code(readStatus().rawCode());
+        const HardwareCode code(askStatus(op).rawCode());
         const unsigned char error = code.mechanicalError();
         if (error >= FIRST_MOTION_ERROR && error <= LAST_MOTION_ERROR) {
-            logAllHistory();
+            readAllHistory(op);
         }
         return code;
     } catch (...) {
@@ -221,36 +236,46 @@ HardwareCode LowLevelMechanicsPrivate::getIndirectErrorAndLog() {
 }
 
 unsigned LowLevelMechanicsPrivate::readAbsoluteActuatorPosition(unsigned actuator) {
+    return readPosition(beginOperation(), actuator);
+}
+
+unsigned LowLevelMechanicsPrivate::readPosition(const OperationMark& op, unsigned actuator) {
     FUS_LOG(INFO, "Read absolute position of actuator %d", static_cast<int>(actuator));
-    const unsigned position = readIntParameter(actuator, PARAM_R_ENCODER_POS);
+    const unsigned position = readInt(op, actuator, PARAM_R_ENCODER_POS);
     FUS_LOG(INFO, "  pos[%d] = %u (abs)", static_cast<int>(actuator), position);
     return position;
 }
 
 int LowLevelMechanicsPrivate::readActuatorPosition(unsigned actuator) {
-    const unsigned absolute = readAbsoluteActuatorPosition(actuator);
-    const int position = definition()->at(actuator).relativePosition(absolute);
+    const OperationMark op = beginOperation();
+    const unsigned absolute = readPosition(op, actuator);
+    const int position = op.definition->at(actuator).relativePosition(absolute);
     FUS_LOG(INFO, "  pos[%d] = %d (rel)", static_cast<int>(actuator), position);
     return position;
 }
 
-void LowLevelMechanicsPrivate::readHistoryLine(unsigned actuator, unsigned line) {
+void LowLevelMechanicsPrivate::readHistoryLine(const OperationMark& op, unsigned actuator,
+                                               unsigned line) {
     NetPacket request = littleEndianPacket(2);
     request.write8(static_cast<std::uint8_t>(actuator));
     request.write8(static_cast<std::uint8_t>(line));
-    const unsigned id = sendCommand(0, CMD_LOG_GET, request);
+    const unsigned id = sendCommand(op, 0, CMD_LOG_GET, request);
     NetPacket answer(HISTORY_LINE_SIZE);
-    const unsigned size = waitAnswer(id, CMD_LOG_GET, answer, TIMEOUT_DEFAULT);
+    const unsigned size = waitAnswer(op, id, CMD_LOG_GET, answer, TIMEOUT_DEFAULT);
     const std::string text(reinterpret_cast<const char*>(answer.data()), size);
     FUS_LOG(INFO, "%u. %s", line, text.c_str());
 }
 
 void LowLevelMechanicsPrivate::logHistory(unsigned actuator) {
+    readHistory(beginOperation(), actuator);
+}
+
+void LowLevelMechanicsPrivate::readHistory(const OperationMark& op, unsigned actuator) {
     FUS_LOG(INFO, "Retrieving history for actuator %u", actuator);
     const unsigned lines = std::min(m_logSize.load(), MOST_HISTORY_LINES);
     for (unsigned line = 0; line < lines; ++line) {
         try {
-            readHistoryLine(actuator, line);
+            readHistoryLine(op, actuator, line);
         } catch (const FUSException&) {
             if (line == 0) {
                 FUS_LOG(INFO, "  empty log");
@@ -261,10 +286,13 @@ void LowLevelMechanicsPrivate::logHistory(unsigned actuator) {
 }
 
 void LowLevelMechanicsPrivate::logAllHistory() {
+    readAllHistory(beginOperation());
+}
+
+void LowLevelMechanicsPrivate::readAllHistory(const OperationMark& op) {
     FUS_LOG(INFO, "Retrieving history for all actuators");
-    const std::size_t actuators = definition()->actuators.size();
-    for (unsigned i = 0; i < actuators; ++i) {
-        logHistory(i);
+    for (unsigned i = 0; i < op.definition->actuators.size(); ++i) {
+        readHistory(op, i);
     }
 }
 

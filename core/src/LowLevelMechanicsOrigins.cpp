@@ -49,28 +49,34 @@ const char* yesNo(bool value) {
 
 } // namespace
 
-// --- what ends a search --------------------------------------------------------------------------
+// --- what ends an operation ----------------------------------------------------------------------
 
-SearchMark LowLevelMechanicsPrivate::searchMark() const {
+OperationMark LowLevelMechanicsPrivate::beginOperation() const {
     const MutexLocker lock(m_mutex);
-    return {m_definition, m_stops, m_disconnects};
+    return {m_upcalls.connection(), m_definition, m_stops};
 }
 
-LowLevelMechanicsPrivate::SearchEnd LowLevelMechanicsPrivate::endOf(const SearchMark& mark) const {
+LowLevelMechanicsPrivate::SearchEnd LowLevelMechanicsPrivate::endOf(const OperationMark& op) const {
     const MutexLocker lock(m_mutex);
-    if (m_stops != mark.stops || m_definition != mark.definition) {
+    if (m_stops != op.stops || m_definition != op.definition) {
         return SearchEnd::STOPPED;
     }
-    return m_disconnects != mark.disconnects ? SearchEnd::LINK_LOST : SearchEnd::NONE;
+    return isDisconnected(op) ? SearchEnd::LINK_LOST : SearchEnd::NONE;
 }
 
-bool LowLevelMechanicsPrivate::isDisconnected(const SearchMark& mark) const {
+bool LowLevelMechanicsPrivate::isDisconnected(const OperationMark& op) const {
     const MutexLocker lock(m_mutex);
-    return m_disconnects != mark.disconnects;
+    return op.connection != m_upcalls.connection() ||
+           (op.connection && op.connection == m_closedLink.lock());
 }
 
-void LowLevelMechanicsPrivate::requireRunning(const SearchMark& mark) const {
-    switch (endOf(mark)) {
+bool LowLevelMechanicsPrivate::isCurrent(const OperationMark& op) const {
+    const MutexLocker lock(m_mutex);
+    return m_definition == op.definition && !isDisconnected(op);
+}
+
+void LowLevelMechanicsPrivate::requireRunning(const OperationMark& op) const {
+    switch (endOf(op)) {
     case SearchEnd::STOPPED:
         FUS_THROW(ERR_USER_STOP);
     case SearchEnd::LINK_LOST:
@@ -80,24 +86,31 @@ void LowLevelMechanicsPrivate::requireRunning(const SearchMark& mark) const {
     }
 }
 
-// Tells a search that it is to end. Waits for nothing; one that pauses finds out when it is woken.
+void LowLevelMechanicsPrivate::storeOrigin(const OperationMark& op, unsigned actuator,
+                                           unsigned origin) {
+    if (OriginParams* const params = op.definition->findOriginParams(actuator)) {
+        store(op, params->origin, origin);
+    }
+}
+
+// Tells a search that it is to end. Waits for nothing; one that pauses is woken, and looks around
+// when the mutex is free.
 void LowLevelMechanicsPrivate::endSearch(bool linkAlive) {
     const MutexLocker lock(m_mutex);
     if (linkAlive) {
         ++m_stops;
     }
     if (m_originThread != nullptr) {
+        if (isCurrent(m_originThread->mark())) {
+            m_allOriginsFound = false; // it has no say in this any more
+        }
         m_originThread->requestStop();
         m_originThread = nullptr;
     }
-}
-
-void LowLevelMechanicsPrivate::wakeSearch() {
-    const MutexLocker lock(m_mutex);
     m_stopped.broadcast();
 }
 
-void LowLevelMechanicsPrivate::pauseSearch(unsigned ms, const SearchMark& mark) {
+void LowLevelMechanicsPrivate::pauseSearch(unsigned ms, const OperationMark& mark) {
     const Timer timer;
     const MutexLocker lock(m_mutex);
     for (unsigned elapsed = 0; elapsed < ms && endOf(mark) == SearchEnd::NONE;
@@ -109,10 +122,10 @@ void LowLevelMechanicsPrivate::pauseSearch(unsigned ms, const SearchMark& mark) 
 // --- one axis ------------------------------------------------------------------------------------
 
 void LowLevelMechanicsPrivate::findOrigin(const OriginRequest& request) {
-    searchAxis(request, searchMark());
+    searchAxis(request, beginOperation());
 }
 
-void LowLevelMechanicsPrivate::searchAxis(const OriginRequest& request, const SearchMark& mark) {
+void LowLevelMechanicsPrivate::searchAxis(const OriginRequest& request, const OperationMark& mark) {
     FUS_LOG(INFO, "Find origin for actuator %u (DAC:[%u, %u] +%u, timeout:%u ms, park:%s)",
             request.actuator, unsigned{request.firstDAC}, unsigned{request.maxDAC},
             unsigned{request.stepDAC}, request.timeout, yesNo(request.park));
@@ -127,7 +140,7 @@ void LowLevelMechanicsPrivate::searchAxis(const OriginRequest& request, const Se
 }
 
 void LowLevelMechanicsPrivate::checkSearch(const OriginRequest& request,
-                                           const SearchMark& mark) const {
+                                           const OperationMark& mark) const {
     requireConfigSent();
     mark.definition->at(request.actuator);
     for (const DACRule& rule : DAC_RULES) {
@@ -137,16 +150,17 @@ void LowLevelMechanicsPrivate::checkSearch(const OriginRequest& request,
     }
 }
 
-void LowLevelMechanicsPrivate::runAxisSearch(const OriginRequest& request, const SearchMark& mark) {
-    mark.definition->originParams(request.actuator).origin = 0;
-    readAbsoluteActuatorPosition(request.actuator);
+void LowLevelMechanicsPrivate::runAxisSearch(const OriginRequest& request,
+                                             const OperationMark& mark) {
+    storeOrigin(mark, request.actuator, 0);
+    readPosition(mark, request.actuator);
     const unsigned id = startAxisSearch(request, mark);
-    waitEmptyAnswer(id, CMD_INIT, TIMEOUT_DEFAULT);
+    waitEmptyAnswer(mark, id, CMD_INIT, TIMEOUT_DEFAULT);
     FUS_LOG(VERBOSE, "  waiting findOrigin async answer (id=%d time=%d) ...", static_cast<int>(id),
             static_cast<int>(request.timeout));
-    waitEmptyAnswer(id, CMD_INIT, request.timeout);
+    waitEmptyAnswer(mark, id, CMD_INIT, request.timeout);
     requireRunning(mark);
-    takeOrigin(request.actuator, *mark.definition);
+    takeOrigin(request.actuator, mark);
     requireRunning(mark);
     if (request.park) {
         parkActuator(request.actuator, mark);
@@ -156,60 +170,55 @@ void LowLevelMechanicsPrivate::runAxisSearch(const OriginRequest& request, const
 
 // On the wire the maximum comes in front of the first value.
 unsigned LowLevelMechanicsPrivate::startAxisSearch(const OriginRequest& request,
-                                                   const SearchMark& mark) {
+                                                   const OperationMark& mark) {
     NetPacket packet = littleEndianPacket(4);
     packet.write8(static_cast<std::uint8_t>(request.actuator));
     packet.write8(request.maxDAC);
     packet.write8(request.firstDAC);
     packet.write8(request.stepDAC);
-    // Held over the send: a stop has either been seen here, or sends its command behind this one.
-    const MutexLocker lock(m_mutex);
-    requireRunning(mark);
-    return sendCommand(request.timeout, CMD_INIT, packet);
+    return sendMotion(mark, request.timeout, CMD_INIT, packet);
 }
 
-void LowLevelMechanicsPrivate::takeOrigin(unsigned actuator,
-                                          const MechanicalDefinition& definition) {
-    std::atomic<std::uint32_t>& origin = definition.originParams(actuator).origin;
-    if (readIntParameter(actuator, PARAM_ORIGIN_FOUND) != 1) {
-        origin = 0;
+void LowLevelMechanicsPrivate::takeOrigin(unsigned actuator, const OperationMark& mark) {
+    if (readInt(mark, actuator, PARAM_ORIGIN_FOUND) != 1) {
+        storeOrigin(mark, actuator, 0);
         FUS_THROW_MSG(ERR_MECHANICS, "findOrigin failed on actuator " + std::to_string(actuator));
     }
-    origin = readIntParameter(actuator, PARAM_R_ORIGIN_POS);
-    readIntParameter(actuator, PARAM_R_ORIGIN2_POS); // for the log
+    storeOrigin(mark, actuator, readInt(mark, actuator, PARAM_R_ORIGIN_POS));
+    readInt(mark, actuator, PARAM_R_ORIGIN2_POS); // for the log
     try {
-        logDACUsed(actuator);
+        logDACUsed(actuator, mark);
     } catch (const FUSException&) {
         // the search has succeeded without it
     }
 }
 
-void LowLevelMechanicsPrivate::logDACUsed(unsigned actuator) {
+void LowLevelMechanicsPrivate::logDACUsed(unsigned actuator, const OperationMark& mark) {
     if (m_protocolVersion >= KNOWS_DAC_USED) {
-        readIntParameter(actuator, PARAM_R_INIT_DAC_USED);
+        readInt(mark, actuator, PARAM_R_INIT_DAC_USED);
     }
 }
 
 // Called while `error` is handled: throws it again, or the better one that the board's status
 // tells.
 void LowLevelMechanicsPrivate::failAxisSearch(const FUSException& error, unsigned actuator,
-                                              const SearchMark& mark) {
+                                              const OperationMark& mark) {
     if (error.errorCode() == ERR_TIMEOUT || error.errorCode() == ERR_BOARD_BUSY) {
         milliSleep(ERROR_PAUSE);
     }
     if (isDisconnected(mark)) {
-        throw; // there may be another connection, which this search is not to bother
+        throw; // there is nobody to ask
     }
     try {
-        readAbsoluteActuatorPosition(actuator); // for the log
-        logDACUsed(actuator);
+        readPosition(mark, actuator); // for the log
+        logDACUsed(actuator, mark);
     } catch (const FUSException&) {
         // the first error counts
     }
     if (error.hardwareCode().rawCode() != CODE_ASK_STATUS) {
         throw;
     }
-    const HardwareCode cause = getIndirectErrorAndLog();
+    const HardwareCode cause = findCause(mark);
     if (cause.empty()) {
         throw;
     }
@@ -219,22 +228,22 @@ void LowLevelMechanicsPrivate::failAxisSearch(const FUSException& error, unsigne
 }
 
 // Waits by time alone: the end of the move is an event, which nobody looks at here.
-void LowLevelMechanicsPrivate::parkActuator(unsigned actuator, const SearchMark& mark) {
+void LowLevelMechanicsPrivate::parkActuator(unsigned actuator, const OperationMark& mark) {
     FUS_LOG(INFO, "Parking mechanical actuator #%u", actuator);
-    const OriginParams& params = mark.definition->originParams(actuator);
     if (m_secureMode) {
         requireConfigSent();
-        if (params.origin == 0) {
-            FUS_THROW(ERR_MECH_NO_ORIGIN);
-        }
+    }
+    const OriginParams& params = mark.definition->originParams(actuator);
+    if (m_secureMode && params.origin == 0) {
+        FUS_THROW(ERR_MECH_NO_ORIGIN);
     }
     if (params.parkDuration == 0) {
         FUS_LOG(VERBOSE, "  No park for this actuator.");
         return;
     }
     const auto duration = static_cast<unsigned>(params.parkDuration);
-    moveActuatorTo(actuator, params.parkPosition, duration);
-    pauseSearch(simulatorTime(duration + PARK_SLACK, SIMULATOR_FACTOR), mark);
+    moveAxis(mark, actuator, params.parkPosition, duration);
+    pauseSearch(simulatorTime(mark, duration + PARK_SLACK, SIMULATOR_FACTOR), mark);
 }
 
 // --- all axes ------------------------------------------------------------------------------------
@@ -244,10 +253,11 @@ void LowLevelMechanicsPrivate::findAllOrigins(bool force) {
     if (m_secureMode) {
         requireConfigSent();
     }
-    const SearchMark mark = searchMark();
+    const OperationMark mark = beginOperation();
     if (!force) {
-        m_allOriginsFound = surveyOrigins(*mark.definition);
-        if (m_allOriginsFound) {
+        const bool known = surveyOrigins(mark);
+        store(mark, m_allOriginsFound, known);
+        if (known) {
             parkAll(mark);
             return;
         }
@@ -256,21 +266,20 @@ void LowLevelMechanicsPrivate::findAllOrigins(bool force) {
 }
 
 // Takes from the board what it knows; true if that is all.
-bool LowLevelMechanicsPrivate::surveyOrigins(const MechanicalDefinition& definition) {
-    for (const unsigned index : definition.initOrder) {
-        std::atomic<std::uint32_t>& origin = definition.originParams(index).origin;
-        if (origin != 0) {
+bool LowLevelMechanicsPrivate::surveyOrigins(const OperationMark& mark) {
+    for (const unsigned index : mark.definition->initOrder) {
+        if (mark.definition->originParams(index).origin != 0) {
             continue;
         }
-        if (readIntParameter(index, PARAM_ORIGIN_FOUND) != 1) {
+        if (readInt(mark, index, PARAM_ORIGIN_FOUND) != 1) {
             return false;
         }
-        origin = readIntParameter(index, PARAM_R_ORIGIN_POS);
+        storeOrigin(mark, index, readInt(mark, index, PARAM_R_ORIGIN_POS));
     }
     return true;
 }
 
-void LowLevelMechanicsPrivate::parkAll(const SearchMark& mark) {
+void LowLevelMechanicsPrivate::parkAll(const OperationMark& mark) {
     FUS_LOG(INFO, "The MOT board seems to already know its origins.");
     for (const unsigned index : mark.definition->initOrder) {
         // what was stopped must not start to move again
@@ -290,7 +299,7 @@ void LowLevelMechanicsPrivate::parkAll(const SearchMark& mark) {
     m_upcalls.notifyListeners(new MechOriginEvent(result));
 }
 
-MechResult LowLevelMechanicsPrivate::endResult(const SearchMark& mark, MechResult ifNone) const {
+MechResult LowLevelMechanicsPrivate::endResult(const OperationMark& mark, MechResult ifNone) const {
     switch (endOf(mark)) {
     case SearchEnd::STOPPED:
         return USER_STOP;

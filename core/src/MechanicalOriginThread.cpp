@@ -24,12 +24,16 @@ struct ResultRow {
 };
 
 constexpr ResultRow RESULTS[] = {
-    {ERR_NOT_CONNECTED, ERROR_NOT_CONNECTED}, {ERR_TIMEOUT, ERROR_TIMEOUT},
-    {ERR_BOARD_BUSY, ERROR_TIMEOUT},          {ERR_MECHANICS, ERROR_MOTION},
-    {ERR_MECH_NO_CONFIG, ERROR_NO_CONFIG},    {ERR_USER_STOP, USER_STOP},
+    {ERR_NOT_CONNECTED, ERROR_NOT_CONNECTED},
+    {ERR_SOCKET_WRITE, ERROR_NOT_CONNECTED},
+    {ERR_TIMEOUT, ERROR_TIMEOUT},
+    {ERR_BOARD_BUSY, ERROR_TIMEOUT},
+    {ERR_MECHANICS, ERROR_MOTION},
+    {ERR_MECH_NO_CONFIG, ERROR_NO_CONFIG},
+    {ERR_USER_STOP, USER_STOP},
 };
 
-MechResult resultOf(FUSError error) {
+MechResult resultOfError(FUSError error) {
     const auto row = std::find_if(std::begin(RESULTS), std::end(RESULTS),
                                   [error](const ResultRow& r) { return r.error == error; });
     return row == std::end(RESULTS) ? ERROR_INTERNAL : row->result;
@@ -37,12 +41,16 @@ MechResult resultOf(FUSError error) {
 
 } // namespace
 
-MechanicalOriginThread::MechanicalOriginThread(LowLevelMechanicsPrivate& owner, SearchMark mark)
+MechanicalOriginThread::MechanicalOriginThread(LowLevelMechanicsPrivate& owner, OperationMark mark)
     : Thread(false, 0), m_owner(owner), m_mark(std::move(mark)) {}
 
 MechanicalOriginThread::~MechanicalOriginThread() {
     requestStop();
-    wait();
+    if (!cancel()) {
+        wait();
+    } else if (!m_done) {
+        m_owner.runSearch(*this); // stopped before it began: its event is owed all the same
+    }
 }
 
 std::uint32_t MechanicalOriginThread::run() {
@@ -50,7 +58,7 @@ std::uint32_t MechanicalOriginThread::run() {
     return 0;
 }
 
-void LowLevelMechanicsPrivate::startSearchThread(const SearchMark& mark) {
+void LowLevelMechanicsPrivate::startSearchThread(const OperationMark& mark) {
     std::vector<std::unique_ptr<MechanicalOriginThread>> ended; // freed outside of the lock
     const MutexLocker lock(m_mutex);
     if (m_originThread != nullptr) {
@@ -63,8 +71,8 @@ void LowLevelMechanicsPrivate::startSearchThread(const SearchMark& mark) {
 
     m_searches.push_back(std::make_unique<MechanicalOriginThread>(*this, mark));
     m_originThread = m_searches.back().get();
-    m_lastSearch = m_originThread;
     if (!m_originThread->start()) {
+        m_originThread->setDone(); // nobody is told of a search that never was
         m_originThread = nullptr;
         m_searches.pop_back();
         FUS_THROW(ERR_THREAD);
@@ -76,12 +84,7 @@ void LowLevelMechanicsPrivate::runSearch(MechanicalOriginThread& thread) {
         thread.result = searchAxes(thread.mark());
     } catch (const FUSException& e) {
         thread.hardwareCode = e.hardwareCode();
-        thread.result = resultOf(e.errorCode());
-        // whom a stop or a disconnect has kept from its answer has been stopped
-        if ((thread.result == ERROR_TIMEOUT || thread.result == ERROR_NOT_CONNECTED) &&
-            endOf(thread.mark()) == SearchEnd::STOPPED) {
-            thread.result = USER_STOP;
-        }
+        thread.result = resultOf(e, thread.mark());
     } catch (const std::exception& e) {
         FUS_LOG(EXCEPTION, "Unknown exception: %s", e.what());
     } catch (...) {
@@ -90,7 +93,23 @@ void LowLevelMechanicsPrivate::runSearch(MechanicalOriginThread& thread) {
     reportSearch(thread);
 }
 
-MechResult LowLevelMechanicsPrivate::searchAxes(const SearchMark& mark) {
+// Behind a stop, a disconnect or another definition any error may be a consequence: an answer that
+// didn't come, a motion that the board breaks off, a state that is gone.
+MechResult LowLevelMechanicsPrivate::resultOf(const FUSException& error,
+                                              const OperationMark& mark) const {
+    const MechResult result = resultOfError(error.errorCode());
+    const bool isState = error.errorCode() == ERR_MECH_NO_CONFIG || result == ERROR_INTERNAL;
+    switch (endOf(mark)) {
+    case SearchEnd::STOPPED:
+        return USER_STOP;
+    case SearchEnd::LINK_LOST:
+        return isState ? ERROR_NOT_CONNECTED : result;
+    default:
+        return result;
+    }
+}
+
+MechResult LowLevelMechanicsPrivate::searchAxes(const OperationMark& mark) {
     const MechanicalDefinition& definition = *mark.definition;
     FUS_LOG(INFO, "Finding origins of %d / %d actuators",
             static_cast<int>(definition.initOrder.size()),
@@ -108,18 +127,29 @@ MechResult LowLevelMechanicsPrivate::searchAxes(const SearchMark& mark) {
     return OK;
 }
 
-// Under the mutex, so that a listener that has the event finds no search in its way.
+// Under the mutex, so that a listener that has the event finds no search in its way, and so that
+// nothing can still happen to a search that has succeeded.
 void LowLevelMechanicsPrivate::reportSearch(MechanicalOriginThread& thread) {
     const MutexLocker lock(m_mutex);
-    if (m_lastSearch == &thread) {
-        // What a disconnect or another definition has made unknown stays so.
-        m_allOriginsFound = thread.result == OK && !isDisconnected(thread.mark()) &&
-                            m_definition == thread.mark().definition;
+    try {
+        if (thread.result == OK) {
+            thread.result = endResult(thread.mark(), OK);
+        }
+        if (m_originThread == &thread) { // else a stop, or a later search, has decided
+            store(thread.mark(), m_allOriginsFound, thread.result == OK);
+        }
+        const auto message = thread.hardwareCode.message();
+        FUS_LOG(INFO, "Find all origins: %s (reason=%d). %s", mechResultMessage(thread.result),
+                static_cast<int>(thread.result), message.c_str());
+        m_upcalls.notifyListeners(new MechOriginEvent(thread.result, thread.hardwareCode));
+    } catch (...) {
+        freePlace(thread);
+        throw;
     }
-    const auto message = thread.hardwareCode.message();
-    FUS_LOG(INFO, "Find all origins: %s (reason=%d). %s", mechResultMessage(thread.result),
-            static_cast<int>(thread.result), message.c_str());
-    m_upcalls.notifyListeners(new MechOriginEvent(thread.result, thread.hardwareCode));
+    freePlace(thread);
+}
+
+void LowLevelMechanicsPrivate::freePlace(MechanicalOriginThread& thread) noexcept {
     if (m_originThread == &thread) {
         m_originThread = nullptr;
     }

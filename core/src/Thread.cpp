@@ -321,6 +321,11 @@ bool Thread::wait() {
     }
 }
 
+bool Thread::cancel() {
+    PrivateThread::State expected = PrivateThread::State::CREATED;
+    return m_private->state.compare_exchange_strong(expected, PrivateThread::State::CANCELLED);
+}
+
 void Thread::requestStop() {
     m_private->stopRequested = true;
 }

@@ -162,6 +162,8 @@ private:
 
     /// Before a disconnect; `linkAlive` tells it from a lost link, over which nothing can be sent.
     void cleanOnDisconnect(bool linkAlive);
+    /// The same for a generator without a mechanical board: sends nothing and says nothing.
+    void leaveConnection(bool linkAlive);
 
     std::unique_ptr<LowLevelMechanicsPrivate> m_private;
 };

@@ -26,7 +26,7 @@ public:
 
     bool connect(const char* host, unsigned short port, unsigned timeoutMs);
     /// The connection, dead or alive, or null.
-    std::shared_ptr<Connection> connection() const;
+    std::shared_ptr<Connection> connection() const override;
     /// The event sender, or null after `stopEventSender`.
     std::shared_ptr<EventSender> eventSender() const;
     /// The same, but null only when a stopped one's thread has ended, too.

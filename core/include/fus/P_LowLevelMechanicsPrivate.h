@@ -16,6 +16,7 @@
 namespace fus {
 
 class ConfigSection;
+class Connection;
 class FUSException;
 class MechanicalOriginThread;
 
@@ -37,17 +38,22 @@ struct MechanicalDefinition {
     const MechanicalActuator& at(unsigned index) const;
     /// The same for what a search needs and finds.
     OriginParams& originParams(unsigned index) const;
+    /// The same; null for an index that isn't one. Out of secure mode the board is asked all the
+    /// same.
+    OriginParams* findOriginParams(unsigned index) const;
     void clearOrigins() const;
 
     std::vector<std::unique_ptr<MechanicalActuator>> actuators;
     std::vector<unsigned> initOrder; ///< indexes of `actuators`
 };
 
-/// What was so when a search began. It ends when something of this has changed.
-struct SearchMark {
+/// What was so when an operation began. It keeps its connection and its definition for its whole
+/// length, so that it never goes on with those of somebody else. What moves is sent only while all
+/// of this is still so, and what the board has told is kept only for the same link and definition.
+struct OperationMark {
+    std::shared_ptr<Connection> connection; ///< null: there was none
     std::shared_ptr<const MechanicalDefinition> definition;
     unsigned stops;
-    unsigned disconnects;
 };
 
 /// A search of one axis.
@@ -74,6 +80,7 @@ public:
     std::shared_ptr<const MechanicalDefinition> definition() const;
     void setSecureMode(bool on);
     void cleanOnDisconnect(bool linkAlive);
+    void leaveConnection(bool linkAlive);
 
     // configuration
     bool sendConfig(bool force);
@@ -125,32 +132,69 @@ private:
     bool loadFromStream(std::istream& stream);
     bool readDefinition(std::istream& stream, MechanicalDefinition& definition);
     static bool readActuators(const ConfigSection& root, MechanicalDefinition& definition);
-    void setDefinition(std::shared_ptr<const MechanicalDefinition> definition);
+    void setDefinition(std::shared_ptr<const MechanicalDefinition> definition, bool loaded);
     void forgetBoard();
+    void leaveLink(bool linkAlive);
+
+    // operations
+    OperationMark beginOperation() const;
+    SearchEnd endOf(const OperationMark& op) const;
+    bool isDisconnected(const OperationMark& op) const;
+    /// Its link and its definition are still there.
+    bool isCurrent(const OperationMark& op) const;
+    void requireRunning(const OperationMark& op) const;
+    /// Keeps what an operation has found out, unless its link or its definition is gone.
+    template <class T>
+    bool store(const OperationMark& op, std::atomic<T>& fact,
+               typename std::atomic<T>::value_type value) {
+        const MutexLocker lock(m_mutex);
+        const bool current = isCurrent(op);
+        if (current) {
+            fact = value;
+        }
+        return current;
+    }
+    void storeOrigin(const OperationMark& op, unsigned actuator, unsigned origin);
 
     // the board
-    unsigned sendCommand(unsigned time, mprotocol::MechCommand command, const NetPacket& data);
-    unsigned waitAnswer(unsigned id, mprotocol::MechCommand command, NetPacket& data,
-                        unsigned timeout);
-    void waitEmptyAnswer(unsigned id, mprotocol::MechCommand command, unsigned timeout);
-    unsigned sendAndCheck(mprotocol::MechCommand command, const NetPacket& data);
-    unsigned startMotion(unsigned time, mprotocol::MechCommand command, const NetPacket& data,
-                         unsigned execCount);
+    static Connection& linkOf(const OperationMark& op);
+    unsigned sendCommand(const OperationMark& op, unsigned time, mprotocol::MechCommand command,
+                         const NetPacket& data);
+    unsigned sendMotion(const OperationMark& op, unsigned time, mprotocol::MechCommand command,
+                        const NetPacket& data);
+    unsigned waitAnswer(const OperationMark& op, unsigned id, mprotocol::MechCommand command,
+                        NetPacket& data, unsigned timeout);
+    void waitEmptyAnswer(const OperationMark& op, unsigned id, mprotocol::MechCommand command,
+                         unsigned timeout);
+    void sendAndCheck(const OperationMark& op, mprotocol::MechCommand command,
+                      const NetPacket& data);
+    unsigned startMotion(const OperationMark& op, unsigned time, mprotocol::MechCommand command,
+                         const NetPacket& data, unsigned execCount);
     /// A time, `factor` times as long if the generator is a simulated one.
-    unsigned simulatorTime(unsigned time, unsigned factor);
+    static unsigned simulatorTime(const OperationMark& op, unsigned time, unsigned factor);
 
     // parameters
-    void checkParameter(unsigned actuator, mprotocol::MechParam param) const;
-    NetPacket readParameter(unsigned actuator, mprotocol::MechParam param);
-    void writeParameter(unsigned actuator, mprotocol::MechParam param, NetPacket value);
+    void checkParameter(const OperationMark& op, unsigned actuator,
+                        mprotocol::MechParam param) const;
+    NetPacket readParameter(const OperationMark& op, unsigned actuator, mprotocol::MechParam param);
+    unsigned readInt(const OperationMark& op, unsigned actuator, mprotocol::MechParam param);
+    float readFloat(const OperationMark& op, unsigned actuator, mprotocol::MechParam param);
+    void writeParameter(const OperationMark& op, unsigned actuator, mprotocol::MechParam param,
+                        NetPacket value);
+    void writeInt(const OperationMark& op, unsigned actuator, mprotocol::MechParam param,
+                  unsigned value);
+    void writeFloat(const OperationMark& op, unsigned actuator, mprotocol::MechParam param,
+                    float value);
+    unsigned readPosition(const OperationMark& op, unsigned actuator);
 
     // configuration
-    bool checkFirmware();
-    bool readProtocolVersion();
-    bool readCapacities(const MechanicalDefinition& definition);
-    bool configure(const MechanicalDefinition& definition, bool force);
-    bool checkParameters(const MechanicalDefinition& definition);
-    bool sendParameters(const MechanicalDefinition& definition);
+    bool checkFirmware(const OperationMark& op);
+    bool readProtocolVersion(const OperationMark& op);
+    bool readCapacities(const OperationMark& op);
+    bool configure(const OperationMark& op, bool force);
+    bool checkParameters(const OperationMark& op);
+    bool sendParameters(const OperationMark& op);
+    void requireDefinition(const OperationMark& op) const;
 
     // states that an operation needs
     void requireConfigSent() const;
@@ -159,43 +203,48 @@ private:
     void requireNoSearch() const;
 
     // displacements
-    unsigned sendMoves(const MechanicalDisplacement& displacement, unsigned index,
-                       const MechanicalActuator& actuator);
+    void clearBuffer(const OperationMark& op);
+    unsigned sendMoves(const OperationMark& op, const MechanicalDisplacement& displacement,
+                       unsigned index);
     void checkExecution(unsigned execCount, bool countIsByte) const;
     NetPacket executionPacket(unsigned execCount, unsigned execDelay, unsigned more) const;
 
     // moves
     void checkMoveTo(const MechanicalDisplacement& displacement) const;
     NetPacket movePacket() const;
-    unsigned sendMove(NetPacket& packet, unsigned duration);
-    unsigned motionTime(unsigned duration);
+    unsigned moveAxis(const OperationMark& op, unsigned actuator, int position, unsigned duration);
+    unsigned sendMove(const OperationMark& op, NetPacket& packet, unsigned duration);
+    static unsigned motionTime(const OperationMark& op, unsigned duration);
     void haltMotion(bool linkAlive);
-    unsigned sendStop();
-    void readHistoryLine(unsigned actuator, unsigned line);
+    unsigned sendStop(const OperationMark& op, bool linkAlive);
+
+    // diagnosis
+    MechanicalStatus askStatus(const OperationMark& op);
+    HardwareCode findCause(const OperationMark& op);
+    void readHistoryLine(const OperationMark& op, unsigned actuator, unsigned line);
+    void readHistory(const OperationMark& op, unsigned actuator);
+    void readAllHistory(const OperationMark& op);
 
     // origins
-    SearchMark searchMark() const;
-    SearchEnd endOf(const SearchMark& mark) const;
-    bool isDisconnected(const SearchMark& mark) const;
-    void requireRunning(const SearchMark& mark) const;
-    mprotocol::MechResult searchAxes(const SearchMark& mark);
-    void searchAxis(const OriginRequest& request, const SearchMark& mark);
-    void checkSearch(const OriginRequest& request, const SearchMark& mark) const;
-    void runAxisSearch(const OriginRequest& request, const SearchMark& mark);
-    unsigned startAxisSearch(const OriginRequest& request, const SearchMark& mark);
-    void takeOrigin(unsigned actuator, const MechanicalDefinition& definition);
-    void logDACUsed(unsigned actuator);
+    mprotocol::MechResult searchAxes(const OperationMark& mark);
+    void searchAxis(const OriginRequest& request, const OperationMark& mark);
+    void checkSearch(const OriginRequest& request, const OperationMark& mark) const;
+    void runAxisSearch(const OriginRequest& request, const OperationMark& mark);
+    unsigned startAxisSearch(const OriginRequest& request, const OperationMark& mark);
+    void takeOrigin(unsigned actuator, const OperationMark& mark);
+    void logDACUsed(unsigned actuator, const OperationMark& mark);
     [[noreturn]] void failAxisSearch(const FUSException& error, unsigned actuator,
-                                     const SearchMark& mark);
-    void parkActuator(unsigned actuator, const SearchMark& mark);
-    void pauseSearch(unsigned ms, const SearchMark& mark);
-    bool surveyOrigins(const MechanicalDefinition& definition);
-    void parkAll(const SearchMark& mark);
-    void startSearchThread(const SearchMark& mark);
+                                     const OperationMark& mark);
+    void parkActuator(unsigned actuator, const OperationMark& mark);
+    void pauseSearch(unsigned ms, const OperationMark& mark);
+    bool surveyOrigins(const OperationMark& mark);
+    void parkAll(const OperationMark& mark);
+    void startSearchThread(const OperationMark& mark);
     void endSearch(bool linkAlive);
-    void wakeSearch();
-    mprotocol::MechResult endResult(const SearchMark& mark, mprotocol::MechResult ifNone) const;
+    mprotocol::MechResult endResult(const OperationMark& mark, mprotocol::MechResult ifNone) const;
+    mprotocol::MechResult resultOf(const FUSException& error, const OperationMark& mark) const;
     void reportSearch(MechanicalOriginThread& thread);
+    void freePlace(MechanicalOriginThread& thread) noexcept;
 
     // constant after construction
     Upcalls& m_upcalls;
@@ -212,18 +261,30 @@ private:
     std::atomic<std::uint32_t> m_logSize{0};
     std::atomic<std::uint32_t> m_displacementDuration{0}; // [ms], 0: the board's buffer is empty
 
-    // Guarded by m_mutex. A start of a search holds it while it sends, so that a stop either comes
-    // before, and is seen, or sends its own command behind.
+    // Guarded by m_mutex. Its rules:
+    // - Whatever starts a motion is sent with it held, behind a look at the operation's mark
+    //   (`sendMotion`); a stop is counted and sent with it held. So a stop either is seen by a
+    //   start, which then isn't sent, or sends its own command behind the start's. A new search,
+    //   too, can't begin between the count and the command, and be ended by a stop that was there
+    //   before it.
+    // - What is read from the board is stored with it held, if the mark's link and definition are
+    //   still there, and they are taken away with it held: nothing comes back behind `forgetBoard`.
+    // - No answer is awaited with it held, and no thread joined, but for one case: when a send
+    //   fails, the connection is closed in that very call, which waits for the reader. So the
+    //   reader never takes it (what it needs is behind MotionStarts' own mutex), and whoever holds
+    //   a lock that the reader takes must not wait for this one.
+    // - A pause waits on m_stopped, which lets go of one level: never begin one with it held.
     mutable Mutex m_mutex;
     std::shared_ptr<const MechanicalDefinition> m_definition;
     MechanicalOriginThread* m_originThread = nullptr; // the search that is running
-    MechanicalOriginThread* m_lastSearch = nullptr;   // the latest, also when it was told to stop
     // All threads that were not freed yet; see MechanicalOriginThread.
     std::vector<std::unique_ptr<MechanicalOriginThread>> m_searches;
     // Counted, not flagged: what stops one search must not be missed because the next one begins.
-    unsigned m_stops = 0;       // by the application; a disconnect is one, too
-    unsigned m_disconnects = 0; // of any kind
-    Condition m_stopped;        // bound to m_mutex; one of these has changed
+    // By the application; a disconnect is one, too.
+    unsigned m_stops = 0;
+    // Its end has begun, though it still sends: the stop that ends its motions is the last.
+    std::weak_ptr<Connection> m_closedLink;
+    Condition m_stopped; // bound to m_mutex; one of these has changed
 };
 
 } // namespace fus

@@ -35,10 +35,10 @@ namespace fus {
 /// No wait is without a limit: an answer has its time-out, and a park its time.
 class MechanicalOriginThread final : public Thread {
 public:
-    MechanicalOriginThread(LowLevelMechanicsPrivate& owner, SearchMark mark);
+    MechanicalOriginThread(LowLevelMechanicsPrivate& owner, OperationMark mark);
     ~MechanicalOriginThread() override;
 
-    const SearchMark& mark() const { return m_mark; }
+    const OperationMark& mark() const { return m_mark; }
     bool isDone() const { return m_done; }
     /// The last thing that it does with its owner.
     void setDone() { m_done = true; }
@@ -52,7 +52,7 @@ private:
 
     // constant after construction
     LowLevelMechanicsPrivate& m_owner;
-    const SearchMark m_mark;
+    const OperationMark m_mark;
 
     std::atomic<bool> m_done{false};
 };

@@ -163,6 +163,11 @@ public:
     /// True from the entry into `run` until the thread is through with it.
     bool isRunning() const;
 
+protected:
+    /// True if the thread hasn't entered `run` yet, and then it never will. For the destructor of a
+    /// derived class: a thread that entered behind it would find only the base.
+    bool cancel();
+
 private:
     friend struct PrivateThread;
 

@@ -38,6 +38,9 @@ public:
     /// pointer keeps the object in memory for the length of a call, also through a disconnect.
     virtual std::shared_ptr<Connection> getConnection() = 0;
 
+    /// The connection object, dead or alive; null when there is none.
+    virtual std::shared_ptr<Connection> connection() const = 0;
+
     /// Whether a connection object exists, dead or alive.
     virtual bool isConnected() const = 0;
 
