@@ -20,6 +20,8 @@ build_windows() {
 if step "Building for Linux" build_native && step "Building for Windows" build_windows; then
     step "Every source and test is in the Windows build" \
         python3 scripts/check_tests.py build/windows || true
+    step "The Windows programs need nothing beside them" \
+        python3 scripts/check_imports.py build/windows || true
     step "The same tests on both systems" \
         python3 scripts/check_same_tests.py build/release build/windows || true
     step "Testing under Wine" run_tests windows || true
