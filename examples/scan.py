@@ -509,14 +509,13 @@ def run(rig, options):
         rig.scan(stretches)
     except BaseException as error:
         rig.halt()
-        if isinstance(error, KeyboardInterrupt):
-            print("\nStopped.", flush=True)
-        elif isinstance(error, (Failure, KORVANE.FUSException)):
-            print("\n%s" % complaint(error), file=sys.stderr)
+        is_expected = isinstance(error, (Failure, KORVANE.FUSException, KeyboardInterrupt))
+        if is_expected:
+            print("\n%s" % complaint(error), file=sys.stderr, flush=True)
         rig.park(not isinstance(error, MotionFailure))
-        if isinstance(error, (Failure, KORVANE.FUSException)):
-            return 1
-        raise
+        if not is_expected:
+            raise
+        return 130 if isinstance(error, KeyboardInterrupt) else 1
     print("\n%s." % summary(rig.watcher.shots, options))
     is_parked = rig.park(True)
     if options.plot:
@@ -526,6 +525,8 @@ def run(rig, options):
 
 
 def complaint(error):
+    if isinstance(error, KeyboardInterrupt):
+        return "Interrupted."
     if isinstance(error, KORVANE.FUSException):
         return "It failed: %s" % error.message()
     return "%s." % error
@@ -618,12 +619,9 @@ def main():
             print("No generator answered; the lines above tell how far it got.", file=sys.stderr)
             return 1
         return run(rig, options)
-    except (Failure, KORVANE.FUSException) as error:
-        print(complaint(error), file=sys.stderr)
-        return 1
-    except KeyboardInterrupt:
-        print("\nInterrupted.", file=sys.stderr)
-        return 130
+    except (Failure, KORVANE.FUSException, KeyboardInterrupt) as error:
+        print("\n%s" % complaint(error), file=sys.stderr)
+        return 130 if isinstance(error, KeyboardInterrupt) else 1
     finally:
         fus.setLogLevel(KORVANE.LogLevel.NONE)
         fus.disconnect()        # stops whatever still moves or shoots

@@ -98,12 +98,13 @@ class WithAGenerator(Scan):
 
     def test_an_interrupt_stops_everything_and_parks_or_says_why_not(self):
         for lines, text in [
-                (["   0.5 s "], "NOT parked (their origins aren't known); they stand at x unknown"),
+                (["   0.5 s "], "NOT parked (their origins aren't known); they stand at x "),
                 (["Moving to the start"], PARKED), (["line   2 "], PARKED),
                 (["line   2 ", "Parking;"], "NOT parked (interrupted); they stand at x ")]:
             with self.subTest(lines=lines), \
                     Simulator("--description", description("3.1")) as simulator:
-                process = self.start("3.1", simulator.port, "--points", 5, 40)
+                # far from where it is parked
+                process = self.start("3.1", simulator.port, "--points", 5, 40, "--center", -35, 0)
                 for line in lines:
                     while not process.stdout.readline().startswith(line):
                         self.assertIsNone(process.poll(), "ended before " + line)
