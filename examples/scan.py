@@ -472,7 +472,7 @@ def plot_plane(figure, plane, rig, powers):
                          edgecolors="black", linewidths=0.5, label="shots")
     plane.plot(*rig.home[:2], color="black", marker="s", linestyle="none", label="park position")
     start = rig.watcher.shots[0].point
-    plane.annotate("start", (start.x, start.y), xytext=(4, -13), textcoords="offset points")
+    plane.annotate("start", (start.x, start.y), xytext=(-8, -18), textcoords="offset points")
     figure.colorbar(dots, ax=plane, extend="both", label="emitted power [W], mean ± 10 %")
     plane.set_xlabel("%s [%s]" % (rig.plane[0].name, rig.plane[0].unit))
     plane.set_ylabel("%s [%s]" % (rig.plane[1].name, rig.plane[1].unit))
