@@ -41,7 +41,7 @@ FLOORS = [
         ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate
         PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
         LowLevelMechanics LowLevelMechanicsPrivate MechanicalActuator MechanicalActuatorData
-        MechanicalDisplacement MechanicalOriginThread MechanicalStatus Mechanics Move
+        MechanicalDisplacement MechanicalOriginThread MechanicalStatus Mechanics MotionStarts Move
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

@@ -9,6 +9,8 @@
 #include "fus/P_NetPacket.h"
 #include "fus/P_Upcalls.h"
 
+#include <memory>
+
 namespace fus {
 
 using namespace gprotocol;
@@ -24,16 +26,16 @@ unsigned sizeBehindResult(NetPacket& packet) {
     return packet.remaining() < SIZE_BYTES ? 0 : packet.read16();
 }
 
-MechMotionEvent* failedMotion(unsigned id, NetPacket& packet) {
+std::unique_ptr<MechMotionEvent> failedMotion(unsigned id, NetPacket& packet) {
     const unsigned size = sizeBehindResult(packet);
     if (size < ERROR_CODE_SIZE || packet.remaining() < ERROR_CODE_SIZE) {
         FUS_LOG(ERROR, "Unexpected motion error size (%d) (id=%d)", static_cast<int>(size),
                 static_cast<int>(id));
-        return new MechMotionEvent(id, mprotocol::ERROR_INTERNAL);
+        return std::make_unique<MechMotionEvent>(id, mprotocol::ERROR_INTERNAL);
     }
     packet.setByteOrder(NetPacket::LITTLE);
-    return new MechMotionEvent(id, HardwareCode(packet.read32()),
-                               MechMotionEvent::RESULT_FROM_CODE);
+    return std::make_unique<MechMotionEvent>(id, HardwareCode(packet.read32()),
+                                             MechMotionEvent::RESULT_FROM_CODE);
 }
 
 } // namespace
@@ -67,13 +69,13 @@ void Connection::reportMotion(unsigned id, unsigned command, unsigned result, Ne
     // the position of the command in our own table counts as a success, which boards rely on
     if (result == BOARD_RESULT_YES || result == command) {
         FUS_LOG(INFO, "    Motion result (id=%d): ok", static_cast<int>(id));
-        m_upcalls.notifyListeners(new MechMotionEvent(id, mprotocol::OK));
+        m_upcalls.motionEnded(std::make_unique<MechMotionEvent>(id, mprotocol::OK));
         if (const unsigned size = sizeBehindResult(packet)) {
             FUS_LOG(ERROR, "Unexpected data detected in motion result packet (%d bytes)!",
                     static_cast<int>(size));
         }
     } else if (result == BOARD_RESULT_NO) {
-        m_upcalls.notifyListeners(failedMotion(id, packet));
+        m_upcalls.motionEnded(failedMotion(id, packet));
     } else {
         FUS_LOG(ERROR, "Unknown motion result (%d)", static_cast<int>(result));
     }

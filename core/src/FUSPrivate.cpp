@@ -216,6 +216,10 @@ void FUS::Private::closeConnection(const std::shared_ptr<Connection>& connection
     }
 }
 
+void FUS::Private::motionEnded(std::unique_ptr<MechMotionEvent> event) {
+    m_lowLevelMechanics.motionEnded(std::move(event));
+}
+
 void FUS::Private::dropConnection() {
     std::shared_ptr<Connection> dropped; // dies outside of the lock
     const std::lock_guard<std::mutex> lock(m_linkMutex);

@@ -1,6 +1,9 @@
 #include "fus/LowLevelMechanics.h"
 
+#include "fus/FUSEvent.h"
 #include "fus/P_LowLevelMechanicsPrivate.h"
+
+#include <utility>
 
 namespace fus {
 
@@ -15,6 +18,10 @@ void LowLevelMechanics::cleanOnDisconnect(bool linkAlive) {
 
 void LowLevelMechanics::leaveConnection(bool linkAlive) {
     m_private->leaveConnection(linkAlive);
+}
+
+void LowLevelMechanics::motionEnded(std::unique_ptr<MechMotionEvent> event) {
+    m_private->motionEnded(std::move(event));
 }
 
 bool LowLevelMechanics::loadDefinition(const char* filename) {
@@ -39,6 +46,11 @@ unsigned LowLevelMechanics::getActuatorCount() const {
 
 const MechanicalActuator& LowLevelMechanics::getActuator(unsigned index) const {
     return m_private->definition()->at(index);
+}
+
+std::shared_ptr<const MechanicalActuator> LowLevelMechanics::holdActuator(unsigned index) const {
+    const auto definition = m_private->definition();
+    return {definition, &definition->at(index)};
 }
 
 bool LowLevelMechanics::sendConfig(bool force) {

@@ -106,8 +106,8 @@ void MechanicalDefinition::clearOrigins() const {
 }
 
 LowLevelMechanicsPrivate::LowLevelMechanicsPrivate(Upcalls& upcalls)
-    : m_upcalls(upcalls), m_definition(std::make_shared<const MechanicalDefinition>()),
-      m_stopped(&m_mutex) {}
+    : m_upcalls(upcalls), m_starts(upcalls),
+      m_definition(std::make_shared<const MechanicalDefinition>()), m_stopped(&m_mutex) {}
 
 LowLevelMechanicsPrivate::~LowLevelMechanicsPrivate() {
     std::vector<std::unique_ptr<MechanicalOriginThread>> searches; // dies first, and waits

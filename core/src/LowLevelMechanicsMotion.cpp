@@ -2,12 +2,14 @@
 
 #include "fus/P_LowLevelMechanicsPrivate.h"
 
+#include "fus/FUSEvent.h"
 #include "fus/P_Connection.h"
 #include "fus/P_LogMacros.h"
 
 #include <algorithm>
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace fus {
 
@@ -190,6 +192,10 @@ void LowLevelMechanicsPrivate::haltMotion(bool linkAlive) {
             throw;
         }
     }
+}
+
+void LowLevelMechanicsPrivate::motionEnded(std::unique_ptr<MechMotionEvent> event) {
+    m_starts.motionEnded(std::move(event));
 }
 
 // Counted and sent under one lock: nobody sees the stop before its command is on its way, and a

@@ -83,11 +83,13 @@ void LowLevelMechanicsPrivate::sendAndCheck(const OperationMark& op, MechCommand
 unsigned LowLevelMechanicsPrivate::startMotion(const OperationMark& op, unsigned time,
                                                MechCommand command, const NetPacket& data,
                                                unsigned execCount) {
+    MotionStarts::Entry start(m_starts);
     const unsigned id = sendMotion(op, time, command, data);
+    start.setId(id);
     waitEmptyAnswer(op, id, command, TIMEOUT_DEFAULT);
-    m_upcalls.notifyListeners(new ExecStartEvent(id, execCount, 0, gprotocol::EXEC_ELEC_NONE,
-                                                 gprotocol::EXEC_TRIGGER_IGNORED,
-                                                 gprotocol::EXEC_MECH_CONTINUE));
+    start.report(new ExecStartEvent(id, execCount, 0, gprotocol::EXEC_ELEC_NONE,
+                                    gprotocol::EXEC_TRIGGER_IGNORED,
+                                    gprotocol::EXEC_MECH_CONTINUE));
     return id;
 }
 

@@ -49,88 +49,88 @@ const MechanicalActuator& Mechanics::getActuator(unsigned actuator) const {
 }
 
 bool Mechanics::isActuatorOriginFound(unsigned actuator) const {
-    return getActuator(actuator).isOriginFound();
+    return m_lowLevel.holdActuator(actuator)->isOriginFound();
 }
 
 unsigned Mechanics::getActuatorAddress(unsigned actuator) const {
-    return getActuator(actuator).address();
+    return m_lowLevel.holdActuator(actuator)->address();
 }
 
 const char* Mechanics::getActuatorName(unsigned actuator) const {
-    return getActuator(actuator).name();
+    return m_lowLevel.holdActuator(actuator)->name();
 }
 
 MechanicalActuator::MotionType Mechanics::getActuatorMotionType(unsigned actuator) const {
-    return getActuator(actuator).motionType();
+    return m_lowLevel.holdActuator(actuator)->motionType();
 }
 
 const char* Mechanics::getActuatorMotionName(unsigned actuator) const {
-    return getActuator(actuator).motionName();
+    return m_lowLevel.holdActuator(actuator)->motionName();
 }
 
 MechanicalActuator::Unit Mechanics::getActuatorUnit(unsigned actuator) const {
-    return getActuator(actuator).unit();
+    return m_lowLevel.holdActuator(actuator)->unit();
 }
 
 const char* Mechanics::getActuatorUnitName(unsigned actuator) const {
-    return getActuator(actuator).unitName();
+    return m_lowLevel.holdActuator(actuator)->unitName();
 }
 
 MechanicalActuator::ZeroTopology Mechanics::getActuatorZeroTopology(unsigned actuator) const {
-    return getActuator(actuator).zeroTopology();
+    return m_lowLevel.holdActuator(actuator)->zeroTopology();
 }
 
 unsigned Mechanics::getActuatorZeroCount(unsigned actuator) const {
-    return getActuator(actuator).zeroCount();
+    return m_lowLevel.holdActuator(actuator)->zeroCount();
 }
 
 int Mechanics::getActuatorLowerBound(unsigned actuator) const {
-    return getActuator(actuator).lowerBound();
+    return m_lowLevel.holdActuator(actuator)->lowerBound();
 }
 
 int Mechanics::getActuatorUpperBound(unsigned actuator) const {
-    return getActuator(actuator).upperBound();
+    return m_lowLevel.holdActuator(actuator)->upperBound();
 }
 
 unsigned Mechanics::getActuatorTargetTolerance(unsigned actuator) const {
-    return getActuator(actuator).targetTolerance();
+    return m_lowLevel.holdActuator(actuator)->targetTolerance();
 }
 
 unsigned Mechanics::getActuatorMovingTolerance(unsigned actuator) const {
-    return getActuator(actuator).movingTolerance();
+    return m_lowLevel.holdActuator(actuator)->movingTolerance();
 }
 
 int Mechanics::getActuatorUnitToStep(unsigned actuator, float value) const {
-    return getActuator(actuator).unitToStep(value);
+    return m_lowLevel.holdActuator(actuator)->unitToStep(value);
 }
 
 float Mechanics::getActuatorStepToUnit(unsigned actuator, int steps) const {
-    return getActuator(actuator).stepToUnit(steps);
+    return m_lowLevel.holdActuator(actuator)->stepToUnit(steps);
 }
 
 int Mechanics::getActuatorRelativePosition(unsigned actuator, unsigned absolute) const {
-    return getActuator(actuator).relativePosition(absolute);
+    return m_lowLevel.holdActuator(actuator)->relativePosition(absolute);
 }
 
 unsigned Mechanics::getActuatorAbsolutePosition(unsigned actuator, int relative) const {
-    return getActuator(actuator).absolutePosition(relative);
+    return m_lowLevel.holdActuator(actuator)->absolutePosition(relative);
 }
 
 unsigned Mechanics::getActuatorMinDelayForRange(unsigned actuator) const {
-    return getActuator(actuator).minDelayForRange();
+    return m_lowLevel.holdActuator(actuator)->minDelayForRange();
 }
 
 unsigned Mechanics::getActuatorMinDelayForDistance(unsigned actuator, unsigned distance) const {
-    return getActuator(actuator).minDelayForDistance(distance);
+    return m_lowLevel.holdActuator(actuator)->minDelayForDistance(distance);
 }
 
 unsigned Mechanics::getActuatorDefaultDelayForDistance(unsigned actuator, unsigned distance) const {
-    return getActuator(actuator).defaultDelayForDistance(distance);
+    return m_lowLevel.holdActuator(actuator)->defaultDelayForDistance(distance);
 }
 
 Move Mechanics::getActuatorCenterMove(unsigned actuator) const {
-    const MechanicalActuator& axis = getActuator(actuator);
-    return {axis.center(), axis.defaultDelayForDistance(axis.fullDistance() >> 1U)};
+    const auto axis = m_lowLevel.holdActuator(actuator);
+    return {axis->center(), axis->defaultDelayForDistance(axis->fullDistance() >> 1U)};
 }
 
 bool Mechanics::isReady() const {

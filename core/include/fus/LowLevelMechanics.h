@@ -12,6 +12,7 @@
 namespace fus {
 
 class LowLevelMechanicsPrivate;
+class MechMotionEvent;
 class Upcalls;
 
 /// The mechanical system: its definition, its configuration on the board, origins, and motions.
@@ -44,14 +45,17 @@ public:
     bool isDefinitionLoaded() const;
 
     unsigned getActuatorCount() const;
-    /// `ERR_INDEX` for a bad index in any mode. Lives until the definition is cleared or loaded.
+    /// `ERR_INDEX` for a bad index in any mode. The reference lives until a definition is cleared
+    /// or loaded, by any thread: `Mechanics` has getters that don't give it out.
     const MechanicalActuator& getActuator(unsigned index) const;
 
     // --- configuration ---------------------------------------------------------------------------
 
     /// Makes the board work by the definition. Without `force` nothing is written if the board
     /// holds the same values already. Writing makes the board forget its origins. False, after a
-    /// log line, for every failure; the configuration then counts as not sent. Does not throw.
+    /// log line, for every `FUSException`, and when the link or the definition goes meanwhile; the
+    /// configuration then counts as not sent. Only what isn't a `FUSException` (no memory) leaves
+    /// it.
     bool sendConfig(bool force);
     bool isConfigSent() const;
 
@@ -108,12 +112,16 @@ public:
     // and a `MechMotionEvent` when the motion has ended. Secure, all of them throw
     // `ERR_MECH_NO_CONFIG`, `ERR_MECH_NO_ORIGIN`, and, but for `moveActuatorTo` and the raw
     // motions, `ERR_MECH_ORIGINS_BUSY` during a search.
+    //
+    // In any mode, a call that was under way when a stop, a disconnect or another definition came
+    // sends no motion behind it: `ERR_USER_STOP` or `ERR_NOT_CONNECTED`.
 
     /// Empties the board's buffer.
     void clearDisplacement();
     /// Sends a displacement to the board's buffer, which is empty if that fails. `ERR_ARGUMENT`
-    /// with a text: an empty displacement; too many moves, moves without a delay, beyond the bounds
-    /// or too quick (secure). `ERR_INDEX` for more actuators than there are.
+    /// with a text: an empty displacement; more than 255 moves of an axis; too many for the board,
+    /// moves without a delay, beyond the bounds or too quick (secure). `ERR_INDEX` for more
+    /// actuators than there are.
     void sendDisplacement(const MechanicalDisplacement& displacement);
     /// Runs the displacement of the buffer.
     ///
@@ -137,7 +145,8 @@ public:
     unsigned rawMoveSomeTime(unsigned actuator, unsigned duration_ms, unsigned dac);
     /// A time-out of 0 takes that of the whole range at the default speed.
     unsigned rawMoveSomeSteps(unsigned actuator, unsigned steps, unsigned dac, unsigned timeout_ms);
-    /// Stops every motion and search. Doesn't wait for the thread of a search: its event tells.
+    /// Stops every motion and search, and keeps what was about to start from starting. Doesn't wait
+    /// for the thread of a search: its event tells.
     void stop();
 
     // --- diagnosis -------------------------------------------------------------------------------
@@ -156,6 +165,10 @@ public:
 
 private:
     friend class FUS;
+    friend class Mechanics;
+
+    /// The same as `getActuator`, and its definition lives as long as the pointer does.
+    std::shared_ptr<const MechanicalActuator> holdActuator(unsigned index) const;
 
     explicit LowLevelMechanics(Upcalls& upcalls);
     ~LowLevelMechanics();
@@ -164,6 +177,9 @@ private:
     void cleanOnDisconnect(bool linkAlive);
     /// The same for a generator without a mechanical board: sends nothing and says nothing.
     void leaveConnection(bool linkAlive);
+
+    /// Of the reader thread.
+    void motionEnded(std::unique_ptr<MechMotionEvent> event);
 
     std::unique_ptr<LowLevelMechanicsPrivate> m_private;
 };

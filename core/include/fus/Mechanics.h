@@ -28,9 +28,12 @@ public:
 
     // --- actuators -------------------------------------------------------------------------------
 
+    /// Lives until a definition is cleared or loaded.
     const MechanicalActuator& getActuator(unsigned actuator) const;
 
-    // The same with the operation of `MechanicalActuator`: `ERR_INDEX` for a bad index.
+    // The same with the operation of `MechanicalActuator`: `ERR_INDEX` for a bad index. They may be
+    // called while another thread clears or loads a definition; the name lives as long as the
+    // actuator.
     bool isActuatorOriginFound(unsigned actuator) const;
     unsigned getActuatorAddress(unsigned actuator) const;
     const char* getActuatorName(unsigned actuator) const;

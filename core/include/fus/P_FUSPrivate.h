@@ -50,6 +50,7 @@ public:
     unsigned unregisterListener(FUSListener* listener) override;
     void disconnectSocket(int reason) override;
     void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) override;
+    void motionEnded(std::unique_ptr<MechMotionEvent> event) override;
     std::shared_ptr<Connection> getConnection() override;
     bool isConnected() const override;
     Generator& generator() override { return m_generator; }

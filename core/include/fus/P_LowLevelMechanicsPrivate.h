@@ -3,6 +3,7 @@
 #include "fus/LowLevelMechanics.h"
 #include "fus/P_MProtocol.h"
 #include "fus/P_MechanicalActuatorData.h"
+#include "fus/P_MotionStarts.h"
 #include "fus/P_NetPacket.h"
 #include "fus/P_Thread.h"
 #include "fus/P_Upcalls.h"
@@ -114,6 +115,7 @@ public:
     unsigned rawMoveSomeTime(unsigned actuator, unsigned duration, unsigned dac);
     unsigned rawMoveSomeSteps(unsigned actuator, unsigned steps, unsigned dac, unsigned timeout);
     void stop();
+    void motionEnded(std::unique_ptr<MechMotionEvent> event);
 
     // diagnosis
     MechanicalStatus readStatus();
@@ -248,6 +250,9 @@ private:
 
     // constant after construction
     Upcalls& m_upcalls;
+
+    // has a mutex of its own
+    MotionStarts m_starts;
 
     // atomic
     std::atomic<bool> m_secureMode{true};

@@ -8,6 +8,7 @@ class Connection;
 class FUSEvent;
 class FUSListener;
 class Generator;
+class MechMotionEvent;
 class NetPacket;
 
 /// What the lower floors may ask of the facade, so that no header of theirs includes one of its.
@@ -33,6 +34,10 @@ public:
 
     /// Hands over an asynchronous execution packet. Runs on the reader thread, holding nothing.
     virtual void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet) = 0;
+
+    /// Queues the event of a motion that has ended, behind that of its start. Runs on the reader
+    /// thread, and never waits.
+    virtual void motionEnded(std::unique_ptr<MechMotionEvent> event) = 0;
 
     /// The open connection. Throws `ERR_NOT_CONNECTED` when there is none or when it is dead. The
     /// pointer keeps the object in memory for the length of a call, also through a disconnect.
