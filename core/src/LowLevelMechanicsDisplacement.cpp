@@ -86,7 +86,9 @@ void LowLevelMechanicsPrivate::sendDisplacement(const MechanicalDisplacement& di
         longest = std::max(longest, sendMoves(op, displacement, i));
     }
     FUS_LOG(INFO, "Overall duration: %u ms", longest);
-    store(op, m_displacementDuration, longest);
+    if (!store(op, m_displacementDuration, longest)) {
+        FUS_THROW(ERR_MECH_NO_CONFIG); // it was for a definition that is gone
+    }
 }
 
 // Gives the time that the actuator takes.

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <thread>
 #include <vector>
 
 using namespace fus;
@@ -145,6 +146,95 @@ TEST_F(MechanicsConfig, IsRefusedWithALineForEachReason) {
         EXPECT_FALSE(mech().sendConfig(true));
         EXPECT_TRUE(log.hasPart(c.line)) << ::testing::PrintToString(log.texts());
         EXPECT_EQ(log.hasPart("End of MOT config"), c.closes);
+    }
+}
+
+TEST_F(MechanicsConfig, KeepsNothingForADefinitionOrALinkThatIsGone) {
+    const auto readCapacities = [&](unsigned last) {
+        serveWith(93, hex("100E"), le64(2));
+        for (unsigned param = 23; param < last; ++param) {
+            serveParam(0, param, le32(4));
+        }
+    };
+    const auto answer = [&](const Bytes& payload) {
+        peer.answerTo(peer.received().size() - 1, SYNC, payload);
+    };
+    const struct {
+        const char* what;
+        bool force;
+        std::function<ScriptedPeer&()> script; // up to what the board keeps back
+        std::function<void()> during;
+        std::vector<const char*> lines;
+    } cases[] = {
+        {"cleared before the check",
+         false,
+         [&]() -> ScriptedPeer& {
+             readCapacities(25);
+             return expectMot(0x1000, hex("00 19"));
+         },
+         [&] {
+             mech().clearDefinition();
+             answer(successWith(0x1000, le32(2)));
+         },
+         {"checkParameters() ignored outside configSent().",
+          "sendParameters() ignored outside configSent()."}},
+        {"cleared in the check",
+         false,
+         [&]() -> ScriptedPeer& {
+             readCapacities(26);
+             return expectMot(0x1000, hex("00 0F"));
+         },
+         [&] {
+             mech().clearDefinition();
+             answer(successWith(0x1000, le32(2000)));
+         },
+         {"Soft init failed, trying normal init.",
+          "sendParameters() ignored outside configSent()."}},
+        {"another one while it is written",
+         true,
+         [&]() -> ScriptedPeer& {
+             readCapacities(26);
+             return expectMot(0x1001, hex("00000000 00 04"));
+         },
+         [&] {
+             mech().loadDefinitionString(ONE_AXIS.c_str());
+             answer(success(0x1001));
+         },
+         {"End of MOT config"}},
+        {"disconnected in the check",
+         false,
+         [&]() -> ScriptedPeer& {
+             readCapacities(26);
+             return expectMot(0x1000, hex("00 0F"));
+         },
+         [&] {
+             peer.expectEnd();
+             fus().disconnect();
+         },
+         {"sendParameters() ignored outside configSent()."}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        connectBoard();
+        mech().loadDefinitionString(ONE_AXIS.c_str());
+        const Latch held;
+        c.script().tell(held);
+        const LogCapture log(Log::INFO);
+        std::thread caller([&] { EXPECT_FALSE(mech().sendConfig(c.force)); });
+        EXPECT_TRUE(held.wait());
+        c.during();
+        caller.join();
+        for (const char* const line : c.lines) {
+            EXPECT_TRUE(log.hasPart(line)) << line;
+        }
+        EXPECT_FALSE(mech().isConfigSent());
+        EXPECT_EQ(mech().getProtocolVersion(), 0U);
+        EXPECT_NE(faultOf([&] { mech().getMaxActuatorCount(); }), "");
+        EXPECT_TRUE(peer.settle());
+        if (fus().isConnected()) {
+            peer.expectEnd();
+            fus().disconnect();
+        }
     }
 }
 

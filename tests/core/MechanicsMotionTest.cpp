@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <thread>
 #include <vector>
 
 using namespace fus;
@@ -213,6 +214,12 @@ TEST_F(MechanicsMotion, ChecksBeforeAnythingIsSent) {
     upload();
     EXPECT_EQ(all([&] { mech().executeDisplacement(2, 100, 1199); }),
               "ERR_ARGUMENT: Timeout is too short");
+    fus().setSecureMode(false);
+    serve(0x100B, {});
+    const std::vector<Move> more(256, Move(0, 10)); // than their count has bits for
+    EXPECT_EQ(faultOf([&] { mech().sendDisplacement(displacement({more})); }),
+              "ERR_ARGUMENT: Too many points in mechanical trajectory");
+    EXPECT_TRUE(peer.settle());
 }
 
 TEST_F(MechanicsMotion, UploadsAxisByAxisWhateverTheAnswersLookLike) {
@@ -236,6 +243,43 @@ TEST_F(MechanicsMotion, UploadsAxisByAxisWhateverTheAnswersLookLike) {
         .answer(SYNC, success(0x1007))
         .answer(ASYNC, refusal(0x1007, 0x20170000));
     EXPECT_EQ(faultOf([&] { mech().sendDisplacement(moves); }).substr(0, 13), "ERR_MECHANICS");
+    EXPECT_EQ(faultOf([&] { mech().executeDisplacement(1, 0, 0); }),
+              "ERR_ARGUMENT: Can not execute if no Displacement has been sent");
+}
+
+TEST_F(MechanicsMotion, TellsTheStartBeforeAnEndThatComesFirst) {
+    ready();
+    expectMot(0x1002, hex("01000000 00 01"), 51)
+        .answer(ASYNC, success(0x1002))
+        .answer(SYNC, success(0x1002));
+    mech().rawMoveSomeTime(0, 1, 1);
+    ASSERT_TRUE(listener.waitForCount(2));
+    EXPECT_EQ(listener.types(),
+              (std::vector{FUSEvent::EVENT_EXEC_START, FUSEvent::EVENT_MECH_MOTION_RESULT}));
+    // one that the board refuses, and ends all the same
+    listener.clear();
+    expectMot(0x1002, hex("01000000 00 01"), 51)
+        .answer(ASYNC, success(0x1002))
+        .answer(SYNC, refusal(0x1002, 0x20140000));
+    EXPECT_NE(faultOf([&] { mech().rawMoveSomeTime(0, 1, 1); }), "");
+    EXPECT_TRUE(listener.waitForType(FUSEvent::EVENT_MECH_MOTION_RESULT));
+}
+
+TEST_F(MechanicsMotion, ForgetsAnUploadWhoseDefinitionIsGone) {
+    ready();
+    serve(0x100B, {});
+    const Latch held;
+    expectMot(0x1007, hex("01 00 0000 10270000 F4010000"), 100)
+        .answer(SYNC, success(0x1007))
+        .tell(held);
+    std::thread caller([&] {
+        EXPECT_NE(faultOf([&] { mech().sendDisplacement(displacement({{Move(0, 500)}})); }), "");
+    });
+    EXPECT_TRUE(held.wait());
+    mech().clearDefinition();
+    peer.answerTo(peer.received().size() - 1, ASYNC, success(0x1007));
+    caller.join();
+    makeReady();
     EXPECT_EQ(faultOf([&] { mech().executeDisplacement(1, 0, 0); }),
               "ERR_ARGUMENT: Can not execute if no Displacement has been sent");
 }

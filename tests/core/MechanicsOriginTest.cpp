@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <string>
+#include <thread>
 
 using namespace fus;
 using namespace fus::test;
@@ -18,6 +19,8 @@ namespace {
 
 /// Axis 0, then axis 1 with its park.
 const std::string QUICK = withLine("Axis0/FUS", "initTimeout = 250");
+/// Only axis 0.
+const std::string ONE_AXIS = QUICK + "[Global]\ninitOrder = 0\n";
 /// Only axis 1, whose park takes a minute.
 const std::string LONG_PARK =
     withLine("Axis3/FUS", "initPark = 10|60000") + "[Global]\ninitOrder = 1\n";
@@ -61,6 +64,16 @@ protected:
         serveSearch(1, SYNC, ASYNC);
         return serve(0x100C, zeroes(4) + le32(20010) + le32(60000) + zeroes(8), 60050)
             .tell(searching);
+    }
+
+    /// The board is asked for this parameter, and keeps the answer back; the test is told.
+    void holdParam(unsigned actuator, unsigned param) {
+        expectMot(0x1000, u8(actuator) + u8(param)).tell(searching);
+    }
+
+    /// What it kept back. What comes behind is expected before.
+    void releaseParam(unsigned value) {
+        peer.answerTo(peer.received().size() - 1, SYNC, successWith(0x1000, le32(value)));
     }
 
     /// What the board answers to a search that goes on.
@@ -141,6 +154,12 @@ TEST_F(MechanicsOrigin, SearchesOneAxisInTheCall) {
     find(100, 127, 200);
     EXPECT_EQ(mech().getActuator(0).absolutePosition(0), 77U);
     EXPECT_FALSE(mech().isAllOriginsFound());
+    // an axis that only the board knows
+    serveParam(7, 0, le32(5));
+    expectMot(0x1004, hex("07 32 64 0A"), 250).answer(SYNC, refusal(0x1004, 0x20030000));
+    serveParam(7, 0, le32(6));
+    EXPECT_EQ(faultOf([&] { mech().findOrigin(7, 250, 100, 50, 10, true); }).substr(0, 13),
+              "ERR_MECHANICS");
     EXPECT_TRUE(peer.settle());
 }
 
@@ -158,6 +177,7 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
         MechResult result;
         unsigned code;
         bool disconnected = false;
+        unsigned tries = 1; // when it is over in a moment
     } cases[] = {
         {"stop", QUICK, [&] { beginSearch(0); },
          [&] {
@@ -174,6 +194,34 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
              mech().stop();
          },
          USER_STOP, 0},
+        {"stop, and the board breaks off", QUICK, [&] { beginSearch(0); },
+         [&] {
+             const std::size_t search = peer.received().size() - 1;
+             serve(0x100A, {}).answerTo(search, ASYNC, refusal(0x1004, 0x20180000));
+             serveAfterFailure(0);
+             mech().stop();
+         },
+         USER_STOP, 0x20180000},
+        {"stop, and the status tells", QUICK, [&] { beginSearch(0); },
+         [&] {
+             const std::size_t search = peer.received().size() - 1;
+             serve(0x100A, {}).answerTo(search, ASYNC, refusal(0x1004, 0x220000FF));
+             serveAfterFailure(0);
+             serveWith(0x100D, {}, le32(0x22180000));
+             mech().stop();
+         },
+         USER_STOP, 0x22180000},
+        {"disconnect in the last pause", ONE_AXIS,
+         [&] {
+             serveSearch(0, SYNC, ASYNC);
+             peer.tell(searching);
+         },
+         [&] {
+             serve(0x100A, {});
+             peer.expectEnd();
+             fus().disconnect();
+         },
+         USER_STOP, 0, true, 5},
         {"stop while parking", LONG_PARK, [&] { serveLongPark(); },
          [&] {
              serve(0x100A, {});
@@ -195,7 +243,9 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
              fus().disconnect();
          },
          USER_STOP, 0, true},
-        {"lost link", QUICK, [&] { beginSearch(0).cut(); }, nullptr, ERROR_TIMEOUT, 0, true},
+        // ERROR_NOT_CONNECTED, too, is right, when the wait has yet to begin
+        {"lost link", QUICK, [&] { beginSearch(0); }, [&] { peer.cut(); }, ERROR_TIMEOUT, 0, true,
+         5},
         {"lost link while parking", LONG_PARK, [&] { serveLongPark(); },
          [&] {
              EXPECT_TRUE(listener.waitForType(FUSEvent::EVENT_EXEC_START)); // it has begun
@@ -206,6 +256,19 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
          [&] {
              mech().loadDefinitionString(twoAxes().c_str());
              answerSearch(success(0x1004));
+             serveParam(0, 0, le32(6));
+         },
+         USER_STOP, 0},
+        {"another definition before its reads", QUICK,
+         [&] {
+             expectSearch(0).answer(SYNC, success(0x1004)).answer(ASYNC, success(0x1004));
+             holdParam(0, 1);
+         },
+         [&] {
+             mech().clearDefinition();
+             releaseParam(1);
+             serveParam(0, 2, le32(7));
+             serveParam(0, 3, le32(0));
              serveParam(0, 0, le32(6));
          },
          USER_STOP, 0},
@@ -259,17 +322,22 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        connectBoard();
-        configure(2, c.definition);
-        searching = Latch();
-        c.script();
-        mech().findAllOrigins(true);
-        if (c.during) {
-            ASSERT_TRUE(searching.wait());
-            c.during();
+        std::shared_ptr<const MechOriginEvent> event;
+        for (unsigned i = 0; i < c.tries && (!event || event->result() != c.result); ++i) {
+            listener.clear();
+            connectBoard();
+            configure(2, c.definition);
+            searching = Latch();
+            c.script();
+            mech().findAllOrigins(true);
+            if (c.during) {
+                ASSERT_TRUE(searching.wait());
+                c.during();
+            }
+            event = outcome();
+            ASSERT_NE(event, nullptr);
+            EXPECT_TRUE(!c.disconnected || listener.waitForType(FUSEvent::EVENT_DISCONNECT));
         }
-        const auto event = outcome();
-        ASSERT_NE(event, nullptr);
         EXPECT_EQ(event->result(), c.result);
         EXPECT_EQ(event->hardwareCode().rawCode(), c.code);
         EXPECT_FALSE(mech().isAllOriginsFound());
@@ -298,6 +366,54 @@ TEST_F(MechanicsOrigin, NeverSearchesBehindAStop) {
     ASSERT_NE(event, nullptr);
     EXPECT_EQ(event->result(), USER_STOP);
     EXPECT_TRUE(peer.settle());
+}
+
+TEST_F(MechanicsOrigin, NeverParksBehindAStop) {
+    connectBoard();
+    configure(2, QUICK);
+    serveParam(0, 1, le32(1));
+    serveParam(0, 2, le32(10));
+    serveParam(1, 1, le32(1));
+    holdParam(1, 2);
+    std::thread caller([&] { EXPECT_EQ(faultOf([&] { mech().findAllOrigins(false); }), ""); });
+    EXPECT_TRUE(searching.wait());
+    const std::size_t held = peer.received().size() - 1;
+    serve(0x100A, {});
+    mech().stop();
+    peer.answerTo(held, SYNC, successWith(0x1000, le32(20)));
+    caller.join();
+    const auto event = outcome();
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(event->result(), USER_STOP);
+    EXPECT_TRUE(mech().isAllOriginsFound()); // what the board knows is known all the same
+    EXPECT_TRUE(peer.settle());
+}
+
+TEST_F(MechanicsOrigin, AStoppedSearchHasNoSayInWhatIsFoundBehindIt) {
+    connectBoard();
+    configure(2, QUICK);
+    beginSearch(0);
+    mech().findAllOrigins(true);
+    ASSERT_TRUE(searching.wait());
+    const std::size_t search = peer.received().size() - 1;
+    searching = Latch();
+    serve(0x100A, {}).answerTo(search, ASYNC, success(0x1004));
+    holdParam(0, 0); // for the log
+    mech().stop();
+    ASSERT_TRUE(searching.wait());
+    const std::size_t held = peer.received().size() - 1;
+    for (unsigned actuator = 0; actuator < 2; ++actuator) {
+        serveParam(actuator, 1, le32(1));
+        serveParam(actuator, 2, le32(10000 * (actuator + 1)));
+    }
+    serve(0x100C, zeroes(4) + le32(20010) + le32(20) + zeroes(8), 70);
+    mech().findAllOrigins(false);
+    EXPECT_TRUE(mech().isAllOriginsFound());
+    peer.answerTo(held, SYNC, successWith(0x1000, le32(6)));
+    serveParam(0, 28, le32(140));
+    ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_MECH_ORIGIN_RESULT, 2));
+    EXPECT_EQ(listener.all<MechOriginEvent>()[1]->result(), USER_STOP);
+    EXPECT_TRUE(mech().isAllOriginsFound());
 }
 
 TEST_F(MechanicsOrigin, ReportsTheSearchOfNoAxes) {
