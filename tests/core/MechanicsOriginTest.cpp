@@ -164,6 +164,7 @@ TEST_F(MechanicsOrigin, SearchesOneAxisInTheCall) {
 }
 
 TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
+    LogCapture log(Log::INFO);
     fus().setDefaultAnswerTimeout(200);
     const auto fail = [&](unsigned code) {
         beginSearch(0).answer(ASYNC, refusal(0x1004, code));
@@ -213,10 +214,15 @@ TEST_F(MechanicsOrigin, EndsEverySearchWithOneEvent) {
          USER_STOP, 0x22180000},
         {"disconnect in the last pause", ONE_AXIS,
          [&] {
+             log.clear();
              serveSearch(0, SYNC, ASYNC);
              peer.tell(searching);
          },
          [&] {
+             while (!log.has("ReadIntParameter: MOT[0][PARAM_R_INIT_DAC_USED] = 140") &&
+                    listener.all<MechOriginEvent>().empty()) {
+                 std::this_thread::yield();
+             }
              serve(0x100A, {});
              peer.expectEnd();
              fus().disconnect();
