@@ -109,7 +109,7 @@ public:
     // --- displacements ---------------------------------------------------------------------------
     //
     // What starts a motion returns its execution id. An `ExecStartEvent` with this id is delivered,
-    // and a `MechMotionEvent` when the motion has ended. Secure, all of them throw
+    // and behind it a `MechMotionEvent` when the motion has ended. Secure, all of them throw
     // `ERR_MECH_NO_CONFIG`, `ERR_MECH_NO_ORIGIN`, and, but for `moveActuatorTo` and the raw
     // motions, `ERR_MECH_ORIGINS_BUSY` during a search.
     //
