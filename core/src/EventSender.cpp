@@ -16,8 +16,9 @@ namespace {
 
 /// How long the thread sleeps with nothing queued before it looks for a stop [ms].
 constexpr unsigned QUEUE_STEP = 200;
-/// What the mechanics need before they can tell the cause of a failed motion [ms].
+/// How long it looks for the next event before it goes to sleep.
 constexpr std::chrono::microseconds SPIN_TIME{50};
+/// What the mechanics need before they can tell the cause of a failed motion [ms].
 constexpr unsigned MOTION_ERROR_PAUSE = 100;
 
 int typeOf(const FUSEvent& event) {
@@ -132,10 +133,15 @@ std::uint32_t EventSender::run() {
     if (!isStopRequested()) {
         m_threadId = currentThreadId();
     }
+    bool busy = false;
     while (!isStopRequested()) {
-        spinForEvent();
+        if (busy) {
+            spinForEvent();
+        }
         m_queued.wait(1, QUEUE_STEP);
-        if (const std::unique_ptr<FUSEvent> event = takeFirst()) {
+        const std::unique_ptr<FUSEvent> event = takeFirst();
+        busy = event != nullptr;
+        if (busy) {
             process(*event);
         }
     }
@@ -144,8 +150,8 @@ std::uint32_t EventSender::run() {
 }
 
 // Results come in close succession, and a sleep and a wake-up for each cost more than what is done
-// with it, in the reader most of all. So before it sleeps, the sender looks for the next one for a
-// moment, and lets others run between the looks.
+// with it, in the reader most of all. So behind an event, the sender looks for the next one for
+// a moment before it sleeps, and lets others run between the looks.
 void EventSender::spinForEvent() const {
     const unsigned seen = m_taken;
     const auto end = std::chrono::steady_clock::now() + SPIN_TIME;

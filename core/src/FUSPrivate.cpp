@@ -221,6 +221,7 @@ void FUS::Private::motionEnded(std::unique_ptr<MechMotionEvent> event) {
 }
 
 void FUS::Private::dropConnection() {
+    m_generator.onDisconnect();
     std::shared_ptr<Connection> dropped; // dies outside of the lock
     const std::lock_guard<std::mutex> lock(m_linkMutex);
     dropped.swap(m_connection);

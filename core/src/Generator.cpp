@@ -96,10 +96,16 @@ Generator::Generator(Upcalls& upcalls) : m_private(std::make_unique<Private>(upc
     installConversion();
 }
 
-Generator::~Generator() = default;
+Generator::~Generator() {
+    removeConversion(); // shot results may outlive it
+}
 
 void Generator::onConnect(const GeneratorConfig& config) {
     m_private->setSession(std::make_shared<const GeneratorSession>(config));
+}
+
+void Generator::onDisconnect() {
+    m_private->endSession();
 }
 
 void Generator::setSecureMode(bool on) {

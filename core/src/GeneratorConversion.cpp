@@ -35,14 +35,19 @@ void Generator::Private::setSession(std::shared_ptr<const GeneratorSession> sess
     // The old session dies behind the lock, with the argument.
     const std::lock_guard<std::mutex> lock(m_sessionMutex);
     m_session.swap(session);
+    m_connected = true;
     m_conversionEnabled = fits(*m_definition, m_session->layout());
 }
 
-void Generator::Private::setDefinition(std::shared_ptr<const GeneratorDefinition> definition,
-                                       bool connected) {
+void Generator::Private::endSession() {
+    const std::lock_guard<std::mutex> lock(m_sessionMutex);
+    m_connected = false;
+}
+
+void Generator::Private::setDefinition(std::shared_ptr<const GeneratorDefinition> definition) {
     const std::lock_guard<std::mutex> lock(m_sessionMutex);
     m_definition.swap(definition);
-    if (connected) {
+    if (m_connected) {
         m_conversionEnabled = fits(*m_definition, m_session->layout());
     }
 }
@@ -62,7 +67,7 @@ Generator::Private::Conversion Generator::Private::conversion() const {
 bool Generator::Private::takeDefinition(std::shared_ptr<const GeneratorDefinition> definition) {
     const bool loaded = definition->isLoaded();
     const bool connected = upcalls.isConnected();
-    setDefinition(std::move(definition), connected);
+    setDefinition(std::move(definition));
     if (connected) {
         FUS_LOG(ERROR, "Warning: the generator definition has been loaded AFTER the connection, "
                        "only polynomials for shot results will be used. Other parameters are "
@@ -124,6 +129,11 @@ void Generator::installConversion() {
     ShotResult::s_maxPower = [] { return upcalls().generator().getMaxPower(); };
 }
 
+void Generator::removeConversion() {
+    ShotResult::s_converter = nullptr;
+    ShotResult::s_maxPower = nullptr;
+}
+
 bool Generator::computeResultPowers(ShotResult* result) {
     if (result == nullptr) {
         return false;
@@ -132,6 +142,8 @@ bool Generator::computeResultPowers(ShotResult* result) {
     if (!conversion.enabled) {
         return false;
     }
+    // a load may have come since the result got its type
+    result->m_amplifierType = conversion.definition->amplifierType();
     const bool channels = Private::convertChannels(*result, *conversion.definition);
     const bool boards = Private::convertBoards(*result, conversion.session->layout());
     return channels && boards;

@@ -25,7 +25,7 @@ constexpr const char* CHECK_VOLTAGES_DOC =
 constexpr const char* APPLY_DOC =
     R"(Applies the board measure thresholds of the generator definition, as it is done at each connection. It has no effect if they are not defined, or with protocol v<3.
 
-.. warning:: A bound that a board refuses is skipped without an error, and that board then has no such bound. :func:`Generator.readBoardThreshold()` tells what is set.
+.. warning:: A bound that a board refuses is skipped without an error. If the definition has both bounds of the measure, that board then has no such bound; otherwise its old one stays. :func:`Generator.readBoardThreshold()` tells what is set.
 
 :raises FUSException: ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer.)";
 

@@ -82,9 +82,10 @@ constexpr Parameter PARAMETERS[] = {
 struct MeasureDefinition {
     std::uint32_t type;
     std::uint32_t size;
+    std::uint32_t factor; // of the raw value, in halves
 };
 
-constexpr MeasureDefinition AMPLIFIER_MEASURES[] = {{3012, 2}, {3011, 4}};
+constexpr MeasureDefinition AMPLIFIER_MEASURES[] = {{3012, 2, 1}, {3011, 4, 2}};
 constexpr unsigned AMPLIFIERS = 2;
 
 /// The payload of a command to a board; its data in front of it is the size.
@@ -102,7 +103,7 @@ Bytes boardAnswer(std::uint32_t hwid, std::uint32_t address, std::uint32_t comma
 
 Bytes definition(const MeasureDefinition& measure) {
     return le16(measure.type) + u8(measure.size) + u8(0) + le32(1) + le32(9) + le32(2) + le32(2) +
-           le32(0) + le32(1);
+           le32(0) + le32(measure.factor);
 }
 
 void answerParameters(ScriptedPeer& peer) {
@@ -112,12 +113,12 @@ void answerParameters(ScriptedPeer& peer) {
     }
 }
 
-void answerMeasures(ScriptedPeer& peer) {
-    for (std::uint32_t address = 0; address < AMPLIFIERS; ++address) {
+void answerMeasures(ScriptedPeer& peer, const std::vector<BoardAddress>& boards) {
+    for (const auto& [hwid, address] : boards) {
         std::uint32_t index = 0;
         for (const MeasureDefinition& measure : AMPLIFIER_MEASURES) {
-            peer.expect(CMD_BOARD_CMD, boardCommand(12, address, 74, u8(index++)))
-                .answer(ANSWER_BOARD, boardAnswer(12, address, 74, definition(measure)));
+            peer.expect(CMD_BOARD_CMD, boardCommand(hwid, address, 74, u8(index++)))
+                .answer(ANSWER_BOARD, boardAnswer(hwid, address, 74, definition(measure)));
         }
     }
 }
@@ -165,10 +166,15 @@ void greet(ScriptedPeer& peer, Generation generation) {
 }
 
 void greet(ScriptedPeer& peer, Generation generation, const std::string& ini) {
+    greet(peer, generation, ini, {{HWID_AMPLIFIER, 0}, {HWID_AMPLIFIER, 1}});
+}
+
+void greet(ScriptedPeer& peer, Generation generation, const std::string& ini,
+           const std::vector<BoardAddress>& boards) {
     peer.sendIni(ini);
     if (generation != Generation::V2) {
         answerParameters(peer);
-        answerMeasures(peer);
+        answerMeasures(peer, boards);
     }
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace fus::test {
 
@@ -28,6 +29,13 @@ std::string iniOf(Generation generation);
 void greet(ScriptedPeer& peer, Generation generation);
 /// The same with a text of one's own, which must have the same boards and measures.
 void greet(ScriptedPeer& peer, Generation generation, const std::string& ini);
+/// The same for other active boards with those two measures than the amplifiers 0 and 1.
+struct BoardAddress {
+    std::uint32_t hwid;
+    std::uint32_t address;
+};
+void greet(ScriptedPeer& peer, Generation generation, const std::string& ini,
+           const std::vector<BoardAddress>& boards);
 
 /// The commands that a connect costs. The command after them has an id that is greater by one.
 unsigned commandsOfConnect(Generation generation);

@@ -118,14 +118,24 @@ public:
     unsigned checkVoltages(const FloatArray& voltages);
     /// Whether the definition has ranges for more than 4 voltages.
     bool getDefinitionHasVoltage() const;
-    /// Null without a definition. It lives until another one is loaded, or this one cleared.
+    /// Null without a definition. It dies with the definition: at the next load, also one that
+    /// fails, and at the next clear, on whichever thread they are called.
     const char* getDefinitionHost() const;
     unsigned short getDefinitionPort() const;
-    /// Writes the thresholds of the definition into the boards, each within its range of raw
-    /// values. `connect` does it by itself. Not before protocol 3.0, which is logged. What a board
-    /// refuses is passed over, but for the widening of the range that comes first.
+    /// Writes the thresholds of the definition into the active boards, as the raw values that
+    /// `Measure::physicalToADC` makes of them: these may lie beyond what a measure can reach. Where
+    /// a measure has both bounds, it is first widened to the range from 0 to
+    /// `Measure::maxADCValue`. `connect` does it by itself. Before protocol 3.0 nothing is written,
+    /// which is logged.
+    ///
+    /// A bound that fails, for whatever reason, is passed over after a log line.
+    /// `ERR_NOT_CONNECTED` without an open connection; any failure of the widening is thrown:
+    /// `ERR_TIMEOUT` without an answer, `ERR_PACKET` for a wrong one, `ERR_SOCKET_WRITE`, the
+    /// hardware code of a refusal.
     void applyDefBoardMeasureThresholds();
-    /// Sets the clock of the definition, if it has one; as for the rest.
+    /// Sets the clock of the definition; does nothing if that has none. Before protocol 3.0 only a
+    /// warning is logged. `ERR_NOT_CONNECTED`, `ERR_TIMEOUT`, and whatever else
+    /// `Generator::setClockFrequency` throws.
     void applyDefClock();
 
     // --- listeners -------------------------------------------------------------------------------

@@ -286,12 +286,15 @@ private:
     explicit Generator(Upcalls& upcalls);
 
     void onConnect(const GeneratorConfig& config);
+    void onDisconnect();
     void handleAsyncAnswer(unsigned id, unsigned short type, NetPacket& packet);
     /// The definition as it is now: constant, and no longer than it is held.
     std::shared_ptr<const GeneratorDefinition> getDefinition() const;
     /// Has every shot result converted as it is built.
     static void installConversion();
-    /// Fills in physical values and powers. False if it can't, or not all of them. Throws nothing.
+    static void removeConversion();
+    /// Fills in physical values and powers, and the type of amplifier that they are by. False if it
+    /// can't, or not all of them. Throws nothing.
     bool computeResultPowers(ShotResult* result);
     bool hasMechanics() const;
     void setSecureMode(bool on);

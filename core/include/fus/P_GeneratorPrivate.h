@@ -137,6 +137,8 @@ public:
 
     std::shared_ptr<const GeneratorSession> session() const;
     void setSession(std::shared_ptr<const GeneratorSession> session);
+    /// The connection is gone; what is known of it stays until the next one.
+    void endSession();
 
     /// The open connection; ERR_PROTOCOL in secure mode before protocol 3.0.
     std::shared_ptr<Connection> connectionSinceV3() const;
@@ -184,12 +186,13 @@ public:
     WatchdogCheckListener watchdogListener;
 
 private:
-    void setDefinition(std::shared_ptr<const GeneratorDefinition> definition, bool connected);
+    void setDefinition(std::shared_ptr<const GeneratorDefinition> definition);
 
     // guarded by m_sessionMutex, which is held for a copy or a swap only
     mutable std::mutex m_sessionMutex;
     std::shared_ptr<const GeneratorSession> m_session;
     std::shared_ptr<const GeneratorDefinition> m_definition;
+    bool m_connected = false; // m_session is that of a connection
     bool m_conversionEnabled = false;
 };
 

@@ -50,7 +50,8 @@ public:
     float boardPhysicalValue(unsigned board, unsigned measure) const;
     /// Emitted power [W]; -1.0 if none was computed.
     float power(unsigned channel) const;
-    /// Greatest power that a channel may emit [W]; see Generator::getMaxPower().
+    /// Greatest power that a channel may emit [W]; see Generator::getMaxPower(). 0.0 before FUS was
+    /// started and after its end, with the process.
     static float maxPower();
 
 private:
