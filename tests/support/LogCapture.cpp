@@ -162,6 +162,14 @@ std::vector<std::string> LogCapture::texts() const {
     return out;
 }
 
+std::string LogCapture::text() const {
+    std::string all;
+    for (const std::string& text : texts()) {
+        all += (all.empty() ? "" : "\n") + text;
+    }
+    return all;
+}
+
 bool LogCapture::has(const std::string& text) const {
     return count(text) != 0;
 }

@@ -44,6 +44,8 @@ public:
     /// Of these, the ones of exactly this level.
     LogLines lines(Log::Level level) const;
     std::vector<std::string> texts() const;
+    /// All of them, with line ends between.
+    std::string text() const;
 
     /// Whether a line says this, as its whole text or as a part of it.
     bool has(const std::string& text) const;
