@@ -127,6 +127,7 @@ TEST(GeneratorDefinition, ConvertsToTheBitAsThePlainComputationDoes) {
     const Floats bytes = {0, 1, 2, 9, 10, 11, 77, 254, 255};
     const Floats mixed = {0, 1, 10, 77, 255, 256, 0.5F, 65535, 4294967295.0F};
     LogCapture log(Log::ERROR);
+    GeneratorDefinition definition; // keeps nothing from load to load
     for (int type = 1; type <= 3; ++type) {
         const std::size_t measures = type == 2 ? 4 : 3;
         for (const auto& decoders : sets) {
@@ -138,7 +139,6 @@ TEST(GeneratorDefinition, ConvertsToTheBitAsThePlainComputationDoes) {
             for (std::size_t i = 0; i < measures; ++i) {
                 text += "c" + std::to_string(i) + " = " + listText(decoders[i]) + "\n";
             }
-            GeneratorDefinition definition;
             ASSERT_TRUE(definition.loadText(text.c_str()));
             EXPECT_EQ(definition.hasTables(measures), decoders[0] != longest);
             for (const Floats& raws : {mixed, bytes}) {

@@ -130,8 +130,8 @@ public:
     ///
     /// A bound that fails, for whatever reason, is passed over after a log line.
     /// `ERR_NOT_CONNECTED` without an open connection; any failure of the widening is thrown:
-    /// `ERR_TIMEOUT` without an answer, `ERR_PACKET` for a wrong one, `ERR_SOCKET_WRITE`, the
-    /// hardware code of a refusal.
+    /// `ERR_TIMEOUT` without an answer, `ERR_PACKET` for a wrong one, `ERR_SOCKET_WRITE`, and the
+    /// `FUSException` with its hardware code for a refusal.
     void applyDefBoardMeasureThresholds();
     /// Sets the clock of the definition; does nothing if that has none. Before protocol 3.0 only a
     /// warning is logged. `ERR_NOT_CONNECTED`, `ERR_TIMEOUT`, and whatever else
