@@ -95,8 +95,11 @@ class PowerRecorder(KORVANE.FUSListener):
         self.ended = threading.Event()
 
     def onShotResult(self, execID, shotResult):
-        self.powers[shotResult.shotIndex()] = [shotResult.power(channel) for channel
-                                               in range(shotResult.channelCount())]
+        # Power is a difference of noisy measures: where it is small it may come out negative, and
+        # is told as -1 then, as it is where it can't be computed.
+        powers = [shotResult.power(channel) for channel in range(shotResult.channelCount())]
+        self.powers[shotResult.shotIndex()] = [power if power >= 0.0 else math.nan
+                                               for power in powers]
 
     def onExecResult(self, execResult):
         if execResult.status() not in (KORVANE.ExecStatus.OK_CONTINUE,
@@ -142,7 +145,8 @@ def measure_powers(fus, amplitudes, options):
 # --- what is made of it --------------------------------------------------------------------------
 
 def median(values):
-    ordered = sorted(values)
+    """Of the values that are known; not a number if there are none."""
+    ordered = sorted(known(values)) or [math.nan]
     middle = len(ordered) // 2
     return ordered[middle] if len(ordered) % 2 else (ordered[middle - 1] + ordered[middle]) / 2.0
 
@@ -154,12 +158,16 @@ def differing_channels(powers, tolerance_percent):
             if not abs(power - typical) <= abs(typical) * tolerance_percent / 100.0]
 
 
+def known(powers):
+    """Those of the powers that could be computed."""
+    return [power for power in powers if not math.isnan(power)]
+
+
 def check_emission(powers):
-    """Whether every power could be computed, and whether there is any."""
-    failed = sum(1 for row in powers for power in row if not power >= 0.0)
-    if failed:
-        raise Failure("%d of %d powers could not be computed, or are negative; the lines above tell "
-                      "why" % (failed, len(powers) * len(powers[0])))
+    """Whether there is any power, and whether it could be computed where it is greatest."""
+    if len(known(powers[-1])) < len(powers[-1]):
+        raise Failure("%d of %d channels have no power at the highest amplitude; the lines above "
+                      "tell why" % (len(powers[-1]) - len(known(powers[-1])), len(powers[-1])))
     if median(powers[-1]) == 0.0:
         raise Failure("Most channels emit nothing: are they masked, or is the amplifiers' power "
                       "supply switched off?")
@@ -167,13 +175,18 @@ def check_emission(powers):
 
 def table(amplitudes, powers, marked):
     """Lines: the power of each channel [W], a column for each amplitude."""
-    width = max(8, max(len("%.2f" % power) for row in powers for power in row) + 2)
+    width = max(8, max([len("%.2f" % power) for row in powers for power in known(row)] + [0]) + 2)
+
+    def line(name, row):
+        cells = ["-" if math.isnan(power) else "%.2f" % power for power in row]
+        return "%7s" % name + "".join(cell.rjust(width) for cell in cells)
+
     yield "channel" + "".join(("%d" % amplitude).rjust(width) for amplitude in amplitudes)
     for channel in range(len(powers[0])):
-        yield ("%7d" % channel + "".join(("%.2f" % row[channel]).rjust(width) for row in powers)
+        yield (line(channel, [row[channel] for row in powers])
                + ("  <-- differs" if channel in marked else ""))
     for name, combine in (("least", min), ("median", median), ("most", max)):
-        yield "%7s" % name + "".join(("%.2f" % combine(row)).rjust(width) for row in powers)
+        yield line(name, [combine(known(row) or [math.nan]) for row in powers])
 
 
 def plot(path, amplitudes, powers, marked, tolerance_percent):
@@ -230,7 +243,10 @@ def check_power(fus, options):
     for line in table(amplitudes, powers, marked):
         print(line)
     print("\nAll channels together emit %.1f W at amplitude %d."
-          % (math.fsum(powers[-1]), amplitudes[-1]))
+          % (math.fsum(known(powers[-1])), amplitudes[-1]))
+    missing = sum(len(row) - len(known(row)) for row in powers)
+    if missing:
+        print("%d powers (-) were too small to be measured." % missing)
     check_emission(powers)
     if options.plot:
         plot(options.plot, amplitudes, powers, marked, options.tolerance)
@@ -285,11 +301,10 @@ def plot_problem(path):
     kind = os.path.splitext(path)[1].lstrip(".").lower()
     if kind not in FigureCanvasAgg(Figure()).get_supported_filetypes():
         return "--plot can't write a file of the kind '%s'; .png, .pdf and .svg are some" % kind
-    try:
-        with open(path, "ab"):
-            return None
-    except OSError as error:
-        return "the picture can't be written: %s" % error
+    directory = os.path.dirname(os.path.abspath(path))
+    if os.path.isdir(path) or not os.access(path if os.path.exists(path) else directory, os.W_OK):
+        return "the picture can't be written: %s" % path
+    return None
 
 
 def main():

@@ -18,7 +18,7 @@ constexpr const char* CHECK_VOLTAGES_DOC =
     R"(Compares voltages with the ranges of the definition.
 
 :param voltages: a list of floats, as :func:`Generator.readPowerSupplies()` returns it.
-:return: the number of bad values (0 means ok); values without a range in the definition are ok.
+:return: the number of bad values (0 means ok); values without a range in the definition are ok, and missing values are not noticed.
 :raises FUSException: ERR_CONFIG if no definition is loaded, ERR_NOT_CONNECTED if not connected.)";
 
 // the clock's docstring is that of the thresholds, and stays so

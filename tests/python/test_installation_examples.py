@@ -46,7 +46,7 @@ class Examples(unittest.TestCase):
                 code, output, errors = self.power_check(protocol, "--steps", 4)
                 self.assertEqual((0, ""), (code, errors))
                 self.assertRegex(output, r"channel +64 +128 +191 +255\n")
-                rows = [line.split() for line in output.splitlines()
+                rows = [line.replace(" -", " 0.00").split() for line in output.splitlines()
                         if line[:7].strip().isdigit()]
                 self.assertEqual(list(range(channels)), [int(row[0]) for row in rows])
                 for row in rows:
