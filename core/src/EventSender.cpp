@@ -55,7 +55,8 @@ EventSender::EventSender(DisconnectHook disconnect, MechanicalCauseHook mechanic
 EventSender::~EventSender() noexcept {
     // Before any member dies: the thread works with all of them.
     requestStop();
-    wait();
+    if (!cancel()) // it may not have begun yet
+        wait();
     MutexLocker lock(m_queueMutex);
     if (!m_queue.empty()) {
         FUS_LOG(VERBOSE, "    ~EventSender: %u pending FUSEvents", count(m_queue.size()));
