@@ -541,15 +541,15 @@ class RawAccess(GeneratorTest):
         wait_until(lambda: self.fus.checkAnswer(id=sent, expectedType=COMMAND_SYSTEM_STATE),
                    "answer")
         content = self.fus.readAnswer(id=sent, expectedType=COMMAND_SYSTEM_STATE, timeout_ms=0)
-        self.assertEqual(33, struct.unpack(">I", content[:4].encode("latin-1"))[0])
-        self.assertEqual(4 + 33 * 8, len(content))
+        self.assertEqual(34, struct.unpack(">I", content[:4].encode("latin-1"))[0])
+        self.assertEqual(4 + 34 * 8, len(content))
         self.assertFalse(self.fus.checkAnswer(sent, COMMAND_SYSTEM_STATE))
 
     def test_sends_bytes_as_they_are(self):
         self.connect()
         packet = struct.pack(">IIH", 10, 0x01020304, COMMAND_SYSTEM_STATE).decode("latin-1")
         self.assertEqual(10, self.fus.sendRawData(data=packet))
-        self.assertEqual(4 + 33 * 8, len(self.fus.readAnswer(0x01020304, 0, 5000)))
+        self.assertEqual(4 + 34 * 8, len(self.fus.readAnswer(0x01020304, 0, 5000)))
 
     def test_tells_a_wrong_answer_from_a_missing_one(self):
         self.connect()
