@@ -5,7 +5,8 @@ The script loads the definitions of the generator and of the mechanical system, 
 configuration to the mechanical board, finds the origins of all axes, and moves to the first point.
 Then it goes through the raster line by line, there and back: each line is one mixed execution, in
 which the generator drives the motion, and shoots once at each point while the axes stand still. In
-the end the axes go back to where the search of the origins has parked them.
+the end the axes go back to where the search of the origins has left them, which is parked where the
+definition has an initPark.
 
     python3 scan.py GENERATOR.ini MECHANICS.ini [HOST [PORT]] [--size W H] [--points NX NY]
                     [--plot FILE.png]
@@ -13,7 +14,8 @@ the end the axes go back to where the search of the origins has parked them.
 The plane is that of the definition's first two axes; --hold says where another one stands.
 
 Something moves, and ultrasound is emitted: nothing may stand in the way. Ctrl-C stops shooting and
-motion at once, then parks the axes; a second Ctrl-C leaves them where they are.
+motion at once, then parks the axes; a second Ctrl-C leaves them where they are. The last line tells
+if they are parked, or where they stand.
 
 Exit code: 0 all points were shot at and the axes are parked, 1 something went wrong, 2 the script
 was called wrongly, 130 it was interrupted.
@@ -22,6 +24,8 @@ was called wrongly, 130 it was interrupted.
 import argparse
 import math
 import os
+import re
+import signal
 import sys
 import time
 from collections import namedtuple
@@ -40,27 +44,43 @@ GRACE_S = 10.0            # how long results may be late before the script gives
 REST_S = 3.0              # how long axes may take to come to rest after a stop
 PROGRESS_S = 0.5          # between two lines while the origins are searched
 SAMPLE_S = 0.05           # between two readings of the position, for the picture
-LONGEST_MS = 65535        # of a move
 
 NORMAL = KORVANE.ElecExecMode.NORMAL
+OK = int(KORVANE.MechResult.OK)
 Status = KORVANE.ExecStatus
 Point = namedtuple("Point", "line x y")           # x, y in the unit of their axes
 Shot = namedtuple("Shot", "point power")          # power [W] of all channels together
+WrongCall = type("WrongCall", (Exception,), {})         # arguments don't fit the definition
+Failure = type("Failure", (Exception,), {})             # the scan can't go on
+MotionFailure = type("MotionFailure", (Failure,), {})   # nor should the axes be moved again
+UNREAD = []               # streams whose readers have gone
+EXPECTED = (Failure, KORVANE.FUSException, IndexError)
 
 
-class WrongCall(Exception):
-    """The arguments don't fit the definition; the text says why."""
+def say(text, stream=None):
+    """Prints; the reader may be gone (scan.py | head), which mustn't keep the axes from parking."""
+    stream = stream or sys.stdout
+    encoding = stream.encoding or "ascii"
+    try:
+        print(text.encode(encoding, "backslashreplace").decode(encoding), file=stream, flush=True)
+    except OSError:
+        UNREAD.append(stream)
+        os.dup2(os.open(os.devnull, os.O_WRONLY), stream.fileno())
 
 
-class Failure(Exception):
-    """The scan can't go on; the text says why."""
+class Interrupts:
+    """Ctrl-C. The first one raises KeyboardInterrupt, unless they are held; others only count."""
 
+    def __init__(self):
+        self.count, self.are_held = 0, False
+        signal.signal(signal.SIGINT, self._note)
 
-class MotionFailure(Failure):
-    """An axis didn't do what it should: better not to move it again."""
+    def _note(self, *_):
+        self.count += 1
+        if not self.are_held:
+            self.are_held = True    # from here on all is stopped, which nothing may interrupt
+            raise KeyboardInterrupt
 
-
-# --- the axes ------------------------------------------------------------------------------------
 
 class Axis:
     """An actuator of the definition. Positions are in its own unit, relative to its origin."""
@@ -69,7 +89,7 @@ class Axis:
         self.mech, self.index = mech, index
         self.name = mech.getActuatorName(index)
         self.unit = mech.getActuatorUnitName(index)
-        self.digits = 4 if mech.getActuatorUnit(index) == KORVANE.MotionUnit.RADIAN else 2
+        self.digits = min(max(round(-math.log10(self.value(1))), 0), 6)     # about a step's
 
     def steps(self, value):
         return self.mech.getActuatorUnitToStep(self.index, value)
@@ -77,8 +97,16 @@ class Axis:
     def value(self, steps):
         return self.mech.getActuatorStepToUnit(self.index, steps)
 
+    def number(self, value):
+        return "%.*f %s" % (self.digits, value, self.unit)
+
     def text(self, value):
-        return "%s %.*f %s" % (self.name, self.digits, value, self.unit)
+        return "%s %s" % (self.name, self.number(value))
+
+    def is_near(self, value):
+        far = abs(self.mech.readActuatorPosition(self.index) - self.steps(value))
+        return far <= max(self.mech.getActuatorMovingTolerance(self.index),
+                          self.mech.getActuatorTargetTolerance(self.index))
 
     def read(self):
         return self.value(self.mech.readActuatorPosition(self.index))
@@ -108,33 +136,24 @@ class Axis:
 
 
 def move_within(steps, delay_ms):
-    if delay_ms > LONGEST_MS:
-        raise Failure("A way takes longer than the %d s of a move" % (LONGEST_MS // 1000))
+    if delay_ms > 65535:
+        raise Failure("A way takes longer than the 65 s of a move")
     return KORVANE.Move(steps, delay_ms)
-
-
-# --- the raster ----------------------------------------------------------------------------------
-
-def positions(center, size, count):
-    """So many positions with equal distances over the size."""
-    if count == 1:
-        return [center]
-    return [center - size / 2.0 + size * i / (count - 1.0) for i in range(count)]
 
 
 def raster(options):
     """Lists of points, one for each line; every second line goes back."""
-    columns = positions(options.center[0], options.size[0], options.points[0])
-    rows = positions(options.center[1], options.size[1], options.points[1])
+    columns, rows = [
+        [center - size / 2.0 + size * i / (count - 1.0) for i in range(count)] if count > 1
+        else [center] for center, size, count in zip(options.center, options.size, options.points)]
     return [[Point(line, x, y) for x in (columns[::-1] if line % 2 else columns)]
             for line, y in enumerate(rows)]
 
 
 class Stretch:
-    """One mixed execution: what the axes do, and the shots that fall into it.
+    """One mixed execution: motion and shooting start together, then each goes by its own clock.
 
-    Motion and shooting start together, and then each goes by its own clock: at each point the axes
-    stand still for a while before the shot, and as long behind it.
+    So at each point the axes stand still for a while before the shot, and as long behind it.
     """
 
     def __init__(self, rig, points, options):
@@ -168,15 +187,15 @@ class Stretch:
         self.trajectory.addShot(shot)
 
 
-# --- what the library tells ----------------------------------------------------------------------
-
 class Watcher(KORVANE.FUSListener):
     """Keeps what happens. The callbacks run on the library's own thread, one at a time."""
 
     def __init__(self):
         super().__init__()
         self.origin = None      # how the search has ended: result, message
-        self.motions = {}       # how motions have ended: result, by identifier
+        self.started = []       # identifiers of what has been started
+        self.motions = {}       # how motions have ended: result and hardware code, by identifier
+        self.plane = []         # axes
         self.stretch = None     # that is executed
         self.result = None      # its last execution result
         self.shots = []         # of all stretches
@@ -187,8 +206,11 @@ class Watcher(KORVANE.FUSListener):
     def onMechOrigin(self, result, message):
         self.origin = (result, message)
 
+    def onExecStart(self, execID, execCount, execFlags, elecMode, trigMode, mechMode):
+        self.started.append(execID)
+
     def onMechResult(self, execID, result, code):
-        self.motions[execID] = result
+        self.motions[execID] = (result, code)
 
     def onShotResult(self, execID, shotResult):
         point = self.stretch.points[shotResult.shotIndex()]
@@ -196,10 +218,10 @@ class Watcher(KORVANE.FUSListener):
         self.shots.append(Shot(point, power))
         width = len(str(self.all_points))
         left = self.all_points - len(self.shots)
-        print("line %3d  point %s/%d  (%7.2f, %7.2f)  %8.1f W   %s left, %5.1f s"
-              % (point.line + 1, str(len(self.shots)).rjust(width), self.all_points, point.x,
-                 point.y, power, str(left).rjust(width), self.seconds * left / self.all_points),
-              flush=True)
+        x, y = [axis.number(value) for axis, value in zip(self.plane, (point.x, point.y))]
+        say("line %3d  point %s/%d  (%10s, %10s)  %8.1f W   %s left, %5.1f s"
+            % (point.line + 1, str(len(self.shots)).rjust(width), self.all_points, x, y, power,
+               str(left).rjust(width), self.seconds * left / self.all_points))
 
     def onExecResult(self, execResult):
         if execResult.isFinished():
@@ -209,78 +231,91 @@ class Watcher(KORVANE.FUSListener):
         self.lost = reason != 0
 
 
-# --- the rig -------------------------------------------------------------------------------------
-
 class Rig:
     """The generator, and the axes that move its transducer."""
 
-    def __init__(self, fus, options):
+    def __init__(self, fus, options, interrupts):
         self.fus, self.gen, self.mech = fus, fus.gen, fus.mech
+        self.interrupts, self.allowed = interrupts, 0   # how many a park bears
         self.watcher = Watcher()
         self.axes = [Axis(fus.mech, i) for i in range(fus.mech.getActuatorCount())]
         if len(self.axes) < 2:
             raise WrongCall("A plane needs two axes, and the definition has %d" % len(self.axes))
-        self.plane = self.axes[:2]
-        self.held = [(self.other_axis(name), value) for name, value in options.hold]
+        self.plane = self.watcher.plane = self.axes[:2]
+        self.has_one_unit = self.plane[0].unit == self.plane[1].unit
+        others = {axis.name: axis for axis in self.axes[2:]}
+        for name, _ in options.hold:
+            if name not in others:
+                raise WrongCall("There is no axis '%s' beside those of the plane" % name)
+            if [other for other, _ in options.hold].count(name) > 1:
+                raise WrongCall("--hold is given twice for the axis '%s'" % name)
+        self.held = [(others[name], value) for name, value in options.hold]
         self.lines = raster(options)
         for axis, value in self.held + [pair for line in self.lines for point in line
                                         for pair in zip(self.plane, (point.x, point.y))]:
             axis.check(value)
-        self.home = None                            # where the axes are parked
+        order = search_order(options.mechanics, len(self.axes))
+        for axis in self.plane + [axis for axis, _ in self.held]:
+            if axis.index not in order:
+                raise WrongCall("The axis '%s' can't be used: the definition's initOrder leaves it "
+                                "out, so that its origin isn't searched" % axis.name)
+        self.searched = [axis for axis in self.axes if axis.index in order]
+        self.home = None        # where the search has left the axes: (axis, value)
+        self.place = "back"     # or parked: what they are there
         self.track = [] if options.plot else None   # where the encoders saw the transducer
-
-    def other_axis(self, name):
-        for axis in self.axes[2:]:
-            if axis.name == name:
-                return axis
-        raise WrongCall("There is no axis '%s' beside those of the plane" % name)
 
     def where(self):
         return ", ".join(axis.where() for axis in self.axes)
 
     def travel_ms(self, here, there):
-        """Between two points: that of the axis that takes longest."""
         return max(axis.travel_ms(*values) for axis, values
                    in zip(self.plane, ((here.x, there.x), (here.y, there.y))))
 
-    # --- waiting: in Python, so that callbacks and Ctrl-C get through ---
+    def check(self):
+        """Raises what ends all waiting; that is in Python, so that callbacks and Ctrl-C get in."""
+        if self.watcher.lost:
+            raise Failure("The connection was lost")
+        if self.interrupts.are_held:            # this is the park
+            if self.interrupts.count > self.allowed:
+                raise KeyboardInterrupt
+        elif UNREAD:
+            raise Failure("Nobody reads the output any more")
 
     def wait(self, is_over, seconds, what):
-        give_up, sample = time.time() + seconds, 0.0
+        give_up, sample = time.monotonic() + seconds, 0.0
         while not is_over():
-            if self.watcher.lost:
-                raise Failure("The connection was lost")
-            if time.time() > give_up:
-                raise Failure("There is no end of %s" % what)
-            if self.track is not None and time.time() >= sample:
-                sample = time.time() + SAMPLE_S
-                self.track.append([axis.read() for axis in self.plane])
+            self.check()
+            if time.monotonic() > give_up:
+                raise MotionFailure("There is no end of %s" % what)
+            if self.track is not None and time.monotonic() >= sample:
+                sample = time.monotonic() + SAMPLE_S
+                try:
+                    self.track.append([axis.read() for axis in self.plane])
+                except EXPECTED:
+                    pass                        # the picture does without it
             time.sleep(0.01)
 
     def wait_for_rest(self):
         """Until all encoders say the same twice."""
-        before, give_up = None, time.time() + REST_S
+        before, give_up = None, time.monotonic() + REST_S
         while True:
             now = [self.mech.readAbsoluteActuatorPosition(axis.index) for axis in self.axes]
             if now == before:
                 return
-            if time.time() > give_up:
-                raise Failure("the axes don't come to rest")
+            if time.monotonic() > give_up:
+                raise MotionFailure("the axes don't come to rest")
             before = now
             time.sleep(0.05)
-
-    # --- what can be checked before anything moves ---
 
     def configure(self):
         self.fus.checkConfiguration()
         if not self.gen.isShotResultConversionEnabled():
-            raise Failure("The definition's amplifiers aren't those that are connected, so that no "
-                          "power can be computed")
+            raise Failure("No power can be computed: the definition has other amplifiers")
         if not self.mech.sendConfig():
             raise Failure("The mechanical board couldn't be configured; the lines above tell why")
-        print("The mechanical board (protocol %d) is configured for %d axes: %s."
-              % (self.mech.getProtocolVersion(), len(self.axes),
-                 ", ".join("%s [%s]" % (axis.name, axis.unit) for axis in self.axes)))
+        say("The mechanical board (protocol %d) is configured for %d axes: %s."
+            % (self.mech.getProtocolVersion(), len(self.searched),
+               ", ".join("%s [%s]" % (axis.name, axis.unit) for axis in self.searched)))
 
     def plan(self, options):
         """The lines, cut where the board or the generator can't hold a whole one."""
@@ -293,26 +328,39 @@ class Rig:
         self.send_shots(stretches[0])       # what the generator refuses it refuses now
         return stretches
 
-    # --- motion ---
-
-    def find_origins(self):
+    def find_origins(self, seconds):
         """Anew, even if the board knows them: it would park within the call, deaf to a Ctrl-C."""
-        print("Searching the origins ...", flush=True)
-        began = due = time.time()
+        say("Searching the origins ...")
+        began = due = time.monotonic()
         self.mech.findAllOrigins(True)
         while self.watcher.origin is None:
-            if self.watcher.lost:
-                raise Failure("The connection was lost")
-            if time.time() >= due:
+            self.check()
+            if time.monotonic() - began > seconds:
+                raise MotionFailure("The origins weren't found within %g s" % seconds)
+            if time.monotonic() >= due:
                 due += PROGRESS_S
-                print("  %4.1f s  %s" % (time.time() - began, self.where()), flush=True)
+                say("  %4.1f s  %s" % (time.monotonic() - began, self.where()))
             time.sleep(0.02)
         result, message = self.watcher.origin
-        if result != int(KORVANE.MechResult.OK):
+        if result != OK:
             raise MotionFailure("The origins weren't found: %s%s" % (message, self.cause()))
-        self.home = [axis.read() for axis in self.axes]
-        print("All origins are found after %.1f s; the axes are parked at %s."
-              % (time.time() - began, self.where()), flush=True)
+        self.check_parks()
+        self.home = [(axis, axis.read()) for axis in self.searched]
+        say("All origins are found after %.1f s; the axes %s at %s."
+            % (time.monotonic() - began, "are parked" if self.place == "parked" else "stand",
+               self.where()))
+
+    def check_parks(self):
+        """A search that was parked badly is a good search to the library: only the motions tell."""
+        parks = list(self.watcher.started)
+        self.wait(lambda: all(park in self.watcher.motions for park in parks), GRACE_S, "a park")
+        for result, code in [self.watcher.motions[park] for park in parks]:
+            if result != OK:
+                at = [axis.name for axis in self.axes if axis.index == code >> 8 & 0xFF]
+                raise MotionFailure("The axis %s couldn't be parked behind its search (hardware "
+                                    "code 0x%08X)" % (at[0] if at else "?", code & 0xFFFFFFFF))
+        if len(parks) == len(self.searched):
+            self.place = "parked"
 
     def move(self, targets):
         """Moves axes to positions, (axis, value), all at once."""
@@ -320,10 +368,20 @@ class Rig:
         displacement = KORVANE.MechanicalDisplacement(len(self.axes))
         for axis, value in targets:
             displacement.addMove(axis.index, move_within(axis.steps(value), delay_ms))
-        motion = self.mech.moveTo(displacement)
+        motion = self.demand(self.mech.moveTo, displacement)
         self.wait(lambda: motion in self.watcher.motions, delay_ms / 1000.0 + GRACE_S, "a motion")
-        if self.watcher.motions[motion] != int(KORVANE.MechResult.OK):
+        if self.watcher.motions[motion][0] != OK:
             raise MotionFailure("A motion failed%s" % self.cause())
+        for axis, value in targets:
+            if not axis.is_near(value):
+                raise MotionFailure("A motion ended far from %s" % axis.text(value))
+
+    @staticmethod
+    def demand(command, *arguments):
+        try:
+            return command(*arguments)
+        except KORVANE.FUSException as error:
+            raise MotionFailure("A motion was refused: %s" % error.message())
 
     def move_to(self, point, held=()):
         self.move(list(zip(self.plane, (point.x, point.y))) + list(held))
@@ -334,22 +392,17 @@ class Rig:
             status = self.mech.readStatus()
         except KORVANE.FUSException:
             return ""
-        if status.ok():
-            return ""
-        at = [axis.name for axis in self.axes if axis.index == status.actuator()]
-        return ": %s%s" % (status.message(), " (axis %s)" % at[0] if at else "")
-
-    # --- the scan ---
+        at = [" (axis %s)" % axis.name for axis in self.axes if axis.index == status.actuator()]
+        return "" if status.ok() else ": %s%s" % (status.message(), "".join(at))
 
     def scan(self, stretches):
         start = stretches[0].points[0]
-        print("Moving to the start: %s ..." % ", ".join(
+        say("Moving to the start: %s ..." % ", ".join(
             axis.text(value) for axis, value
-            in list(zip(self.plane, (start.x, start.y))) + self.held), flush=True)
+            in list(zip(self.plane, (start.x, start.y))) + self.held))
         self.move_to(start, self.held)
-        print("Scanning %d lines of %d points in %d executions, about %.1f s ...\n"
-              % (len(self.lines), len(self.lines[0]), len(stretches), self.watcher.seconds),
-              flush=True)
+        say("Scanning %d lines of %d points in %d executions, about %.1f s ...\n"
+            % (len(self.lines), len(self.lines[0]), len(stretches), self.watcher.seconds))
         for stretch in stretches:
             self.move_to(stretch.points[0])
             self.execute(stretch)
@@ -357,8 +410,8 @@ class Rig:
     def execute(self, stretch):
         """The board waits for the generator, whose execution drives it."""
         self.send_shots(stretch)
-        self.mech.sendDisplacement(stretch.displacement)
-        self.mech.prepareDisplacement(1, 0)
+        self.demand(self.mech.sendDisplacement, stretch.displacement)
+        self.demand(self.mech.prepareDisplacement, 1, 0)
         before = len(self.watcher.shots)
         self.watcher.stretch, self.watcher.result = stretch, None
         self.gen.executeTrajectory(BUFFER, 1, self.gen.getMinTrajectoryDelay())
@@ -379,57 +432,48 @@ class Rig:
         self.gen.sendTrajectory(BUFFER, stretch.trajectory, NORMAL, KORVANE.TriggerMode.IGNORED,
                                 KORVANE.ElecMechMode.CONTINUE)
 
-    # --- every way out ---
-
     def halt(self):
-        """Stops shooting and motion. A second Ctrl-C can't keep it from the second of them."""
+        """Stops shooting and motion. Runs while interrupts are held, so that both are told."""
         self.fus.setLogLevel(KORVANE.LogLevel.NONE)     # to the library a stop is an error
-        try:
-            self.attempt("shooting", self.gen.stopTrajectory)
-        finally:
-            self.attempt("motion", self.mech.stop)
+        self.attempt("shooting", self.gen.stopTrajectory)
+        self.attempt("motion", self.mech.stop)
 
     @staticmethod
     def attempt(what, stop):
         try:
             stop()
-        except KORVANE.FUSException as error:
-            print("The %s could not be stopped from here: %s" % (what, error.message()),
-                  file=sys.stderr)
+        except EXPECTED as error:
+            say("The %s could not be stopped from here: %s" % (what, reason_of(error)), sys.stderr)
 
     def park(self, is_sound):
         """Parks the axes, or tells that and why they aren't; whether they are."""
-        reason = None
-        if self.home is None:
-            reason = "their origins aren't known"
-        elif not is_sound:
-            reason = "the motion has failed"
+        moves = False
         try:
-            if reason is None:
-                self.wait_for_rest()
-                print("Parking; Ctrl-C leaves the axes where they are.", flush=True)
-                self.move(list(zip(self.axes, self.home)))
-                print("The axes are parked at %s." % self.where(), flush=True)
-                return True
-        except KORVANE.FUSException as error:
-            reason = error.message()
-        except Failure as failure:
-            reason = str(failure)
-        except KeyboardInterrupt:
-            self.halt()
-            reason = "interrupted"
-        print("The axes are NOT parked (%s)%s." % (reason, self.rest()), file=sys.stderr)
-        return False
+            if not all(self.mech.isActuatorOriginFound(axis.index) for axis in self.searched):
+                raise Failure("their origins aren't known")
+            if self.home is None or not is_sound:
+                raise Failure("the motion has failed" if not is_sound else "the search didn't end")
+            self.wait_for_rest()
+            say("%s; Ctrl-C leaves the axes where they are."
+                % ("Parking" if self.place == "parked" else "Going back"))
+            self.check()
+            moves = True
+            self.move(self.home)
+            say("The axes are %s at %s." % (self.place, self.where()))
+            return True
+        except (Exception, KeyboardInterrupt) as error:
+            if moves:
+                self.halt()
+            say("The axes are NOT parked (%s)%s." % (reason_of(error), self.rest()), sys.stderr)
+            return False
 
     def rest(self):
         try:
             self.wait_for_rest()
             return "; they stand at %s" % self.where()
-        except (Failure, KORVANE.FUSException):
+        except Exception:
             return ", and where they are isn't known"
 
-
-# --- what is made of it --------------------------------------------------------------------------
 
 def summary(shots, options):
     powers = [shot.power for shot in shots]
@@ -438,11 +482,12 @@ def summary(shots, options):
                min(powers), max(powers), math.fsum(powers) * options.duration / 1000.0))
 
 
-def path_lengths(shots):
-    """How far it is along the path to each shot."""
-    lengths = [0.0]
+def path_lengths(rig):
+    """How far it is along the path to each shot; in points where the axes have two units."""
+    shots, lengths = rig.watcher.shots, [0.0]
     for a, b in zip(shots, shots[1:]):
-        lengths.append(lengths[-1] + math.hypot(b.point.x - a.point.x, b.point.y - a.point.y))
+        way = math.hypot(b.point.x - a.point.x, b.point.y - a.point.y)
+        lengths.append(lengths[-1] + (way if rig.has_one_unit else 1.0))
     return lengths
 
 
@@ -452,12 +497,10 @@ def plot(path, rig):
     matplotlib.use("Agg")       # a file is all that is wanted: no display is needed
     import matplotlib.pyplot as pyplot
 
-    figure, (plane, along) = pyplot.subplots(1, 2, figsize=(13, 5.5))
+    figure, diagrams = pyplot.subplots(1, 2, figsize=(13, 5.5))
     powers = [shot.power for shot in rig.watcher.shots]
-    plot_plane(figure, plane, rig, powers)
-    plot_along(along, rig, powers)
-    for axes in (plane, along):
-        axes.grid(True, alpha=0.3)
+    plot_plane(figure, diagrams[0], rig, powers)
+    plot_along(diagrams[1], rig, powers)
     figure.tight_layout()
     figure.savefig(path, dpi=110)
 
@@ -470,66 +513,79 @@ def plot_plane(figure, plane, rig, powers):
                          [shot.point.y for shot in rig.watcher.shots], c=powers, s=60,
                          cmap="coolwarm", vmin=0.9 * mean, vmax=1.1 * mean, zorder=2,
                          edgecolors="black", linewidths=0.5, label="shots")
-    plane.plot(*rig.home[:2], color="black", marker="s", linestyle="none", label="park position")
+    plane.plot(rig.home[0][1], rig.home[1][1], color="black", marker="s", linestyle="none",
+               label="park position" if rig.place == "parked" else "end")
     start = rig.watcher.shots[0].point
     plane.annotate("start", (start.x, start.y), xytext=(-8, -18), textcoords="offset points")
     figure.colorbar(dots, ax=plane, extend="both", label="emitted power [W], mean ± 10 %")
-    plane.set_xlabel("%s [%s]" % (rig.plane[0].name, rig.plane[0].unit))
-    plane.set_ylabel("%s [%s]" % (rig.plane[1].name, rig.plane[1].unit))
-    plane.set_title("Path over the plane")
-    if rig.plane[0].unit == rig.plane[1].unit:
+    x, y = ["%s [%s]" % (axis.name, axis.unit) for axis in rig.plane]
+    plane.set(xlabel=x, ylabel=y, title="Path over the plane")
+    if rig.has_one_unit:
         plane.set_aspect("equal", adjustable="datalim")
+    plane.grid(True, alpha=0.3)
     plane.legend(loc="upper center", bbox_to_anchor=(0.5, -0.12), ncol=3, frameon=False)
 
 
 def plot_along(along, rig, powers):
     shots, mean = rig.watcher.shots, math.fsum(powers) / len(powers)
-    lengths = path_lengths(shots)
+    lengths = path_lengths(rig)
     turns = [(lengths[i - 1] + lengths[i]) / 2.0 for i in range(1, len(shots))
              if shots[i].point.line != shots[i - 1].point.line]
     for i, turn in enumerate(turns):
         along.axvline(turn, color="0.6", linewidth=1, label="next line" if i == 0 else None)
     along.plot(lengths, powers, color="tab:blue", marker="o", markersize=4, label="shots")
     along.axhline(mean, color="black", linewidth=1, linestyle="--", label="mean %.1f W" % mean)
-    along.set_ylim(0, 1.15 * max(powers))
-    along.set_xlabel("way along the path [%s]" % rig.plane[0].unit)
-    along.set_ylabel("emitted power of all channels [W]")
-    along.set_title("Emitted power along the path")
+    unit = rig.plane[0].unit if rig.has_one_unit else "points"
+    along.set(ylim=(0, 1.15 * max(powers)), xlabel="way along the path [%s]" % unit,
+              ylabel="emitted power of all channels [W]", title="Emitted power along the path")
     along.legend(loc="lower right")
+    along.grid(True, alpha=0.3)
 
-
-# --- the story -----------------------------------------------------------------------------------
 
 def run(rig, options):
     """Exit code. Whatever happens, nothing moves and nothing shoots when it is over."""
     rig.configure()
     stretches = rig.plan(options)
+    error = None
     try:
-        rig.find_origins()
-        rig.scan(stretches)
-    except BaseException as error:
+        try:
+            rig.find_origins(options.search_timeout)
+            rig.scan(stretches)
+        finally:
+            rig.interrupts.are_held = True
+    except BaseException as caught:     # also an interrupt before they are held
+        error = caught
+    if error is None:
+        say("\n%s." % summary(rig.watcher.shots, options))
+    else:
         rig.halt()
-        is_expected = isinstance(error, (Failure, KORVANE.FUSException, KeyboardInterrupt))
-        if is_expected:
-            print("\n%s" % complaint(error), file=sys.stderr, flush=True)
-        rig.park(not isinstance(error, MotionFailure))
-        if not is_expected:
-            raise
-        return 130 if isinstance(error, KeyboardInterrupt) else 1
-    print("\n%s." % summary(rig.watcher.shots, options))
-    is_parked = rig.park(True)
-    if options.plot:
-        plot(options.plot, rig)
-        print("The picture is in %s." % options.plot)
-    return 0 if is_parked else 1
+        say("\n%s" % complaint(error), sys.stderr)
+    rig.allowed = 1 if isinstance(error, KeyboardInterrupt) else 0
+    is_parked = rig.park(not isinstance(error, MotionFailure))
+    if error is not None and not isinstance(error, EXPECTED + (KeyboardInterrupt,)):
+        raise error
+    if rig.interrupts.count:
+        return 130
+    if error is None and options.plot:
+        rig.interrupts.are_held = False
+        try:
+            plot(options.plot, rig)
+        except Exception as problem:    # matplotlib has many
+            raise Failure("The picture couldn't be drawn: %s" % problem)
+        say("The picture is in %s." % options.plot)
+    return 0 if error is None and is_parked else 1
+
+
+def reason_of(error):
+    if isinstance(error, KORVANE.FUSException):
+        return error.message()
+    return "interrupted" if isinstance(error, KeyboardInterrupt) else str(error)
 
 
 def complaint(error):
     if isinstance(error, KeyboardInterrupt):
         return "Interrupted."
-    if isinstance(error, KORVANE.FUSException):
-        return "It failed: %s" % error.message()
-    return "%s." % error
+    return ("%s." if isinstance(error, Failure) else "It failed: %s") % reason_of(error)
 
 
 def held_axis(text):
@@ -556,21 +612,24 @@ def parse_arguments():
                         "unit, as in angle=0.1 (where it is parked)")
     parser.add_argument("--duration", type=int, default=10, help="of each shot, ms (10)")
     parser.add_argument("--amplitude", type=int, default=128, help="of the shots, 1 to 255 (128)")
+    parser.add_argument("--search-timeout", type=float, default=120.0, metavar="SECONDS",
+                        help="of the search of all origins (120)")
     parser.add_argument("--plot", metavar="FILE", help="draw a picture (.png, .pdf, .svg)")
     options = parser.parse_args()
-    if options.port is not None and not 1 <= options.port <= 65535:
-        parser.error("the port must be 1 to 65535")
-    if not all(1 <= count <= 1000 for count in options.points):
-        parser.error("a line has 1 to 1000 points, and a raster 1 to 1000 lines")
-    if not all(0.0 <= size <= 1.0e4 for size in options.size) or \
-            not all(abs(value) <= 1.0e4 for value in options.center):
-        parser.error("the size must be 0 to 10000, the center -10000 to 10000")
-    if not 1 <= options.duration <= 10000 or not 1 <= options.amplitude <= 255:
-        parser.error("the duration must be 1 to 10000 ms, the amplitude 1 to 255")
-    if options.plot:
-        problem = plot_problem(options.plot)
-        if problem:
-            parser.error(problem)
+    problem = options.plot and plot_problem(options.plot)
+    for is_right, text in [
+            (options.port is None or 1 <= options.port <= 65535, "the port must be 1 to 65535"),
+            (all(1 <= count <= 1000 for count in options.points),
+             "a line has 1 to 1000 points, and a raster 1 to 1000 lines"),
+            (all(0.0 <= size <= 1.0e4 for size in options.size)
+             and all(abs(value) <= 1.0e4 for value in options.center),
+             "the size must be 0 to 10000, the center -10000 to 10000"),
+            (1 <= options.duration <= 10000 and 1 <= options.amplitude <= 255,
+             "the duration must be 1 to 10000 ms, the amplitude 1 to 255"),
+            (0.0 < options.search_timeout <= 3600.0, "the search may take up to 3600 s"),
+            (not problem, problem)]:
+        if not is_right:
+            parser.error(text)
     return options
 
 
@@ -579,53 +638,61 @@ def plot_problem(path):
     try:
         import matplotlib
         matplotlib.use("Agg")
-        from matplotlib.figure import Figure
-        from matplotlib.backends.backend_agg import FigureCanvasAgg
+        import matplotlib.pyplot as pyplot
     except ImportError:
         return ("--plot needs matplotlib, which this Python doesn't have (on Debian: "
                 "apt-get install python3-matplotlib)")
     kind = os.path.splitext(path)[1].lstrip(".").lower()
-    if kind not in FigureCanvasAgg(Figure()).get_supported_filetypes():
+    if kind not in pyplot.figure().canvas.get_supported_filetypes():
         return "--plot can't write a file of the kind '%s'; .png, .pdf and .svg are some" % kind
+    is_new = not os.path.exists(path)
     try:
-        with open(path, "ab"):
-            return None
+        open(path, "ab").close()
+        if is_new:
+            os.remove(path)
+        return None
     except OSError as error:
         return "the picture can't be written: %s" % error
 
 
-def load_definitions(fus, options):
-    for path, load in ((options.generator, fus.gen.loadDefinition),
-                       (options.mechanics, fus.mech.loadDefinition)):
-        if not load(path):
-            raise WrongCall("The definition %s can't be used; the lines above tell why"
-                            % os.path.abspath(path))
+def search_order(path, count):
+    """Of the axes whose origins are searched: [Global].initOrder, which the library keeps."""
+    with open(path, encoding="utf-8", errors="replace") as file:
+        found = re.search(r"(?m)^\s*\[\s*Global\s*\].*(?:\n(?!\s*\[).*)*?\n\s*initOrder\s*=(.*)",
+                          file.read())
+    order = [int(item) for item in re.findall(r"\d+", found.group(1))] if found else []
+    return [index for index in order if index < count] or list(range(count))
 
 
 def main():
     options = parse_arguments()
-    fus = KORVANE.FUS()
+    interrupts, fus = Interrupts(), KORVANE.FUS()
     try:
-        load_definitions(fus, options)
-        rig = Rig(fus, options)
-    except WrongCall as error:
-        print("%s." % error, file=sys.stderr)
-        return 2
-    host, port = options.host or fus.getDefinitionHost(), options.port or fus.getDefinitionPort()
-    print("Connecting to %s, port %d ..." % (host, port), flush=True)
-    fus.registerListener(rig.watcher)
-    try:
+        for path, load in ((options.generator, fus.gen.loadDefinition),
+                           (options.mechanics, fus.mech.loadDefinition)):
+            if not load(path):
+                raise WrongCall("The definition %s can't be used; the lines above tell why"
+                                % os.path.abspath(path))
+        rig = Rig(fus, options, interrupts)
+        fus.registerListener(rig.watcher)
+        host = options.host or fus.getDefinitionHost()
+        port = options.port or fus.getDefinitionPort()
+        say("Connecting to %s, port %d ..." % (host, port))
         if not fus.connect(host, port):
-            print("No generator answered; the lines above tell how far it got.", file=sys.stderr)
+            say("No generator answered; the lines above tell how far it got.", sys.stderr)
             return 1
         return run(rig, options)
-    except (Failure, KORVANE.FUSException, KeyboardInterrupt) as error:
-        print("\n%s" % complaint(error), file=sys.stderr)
+    except WrongCall as error:
+        say("%s." % error, sys.stderr)
+        return 2
+    except EXPECTED + (KeyboardInterrupt,) as error:
+        say("\n%s" % complaint(error), sys.stderr)
         return 130 if isinstance(error, KeyboardInterrupt) else 1
     finally:
+        interrupts.are_held = True
         fus.setLogLevel(KORVANE.LogLevel.NONE)
         fus.disconnect()        # stops whatever still moves or shoots
-        fus.unregisterListener(rig.watcher)
+        fus.clearListeners()
 
 
 if __name__ == "__main__":

@@ -99,7 +99,7 @@ void defineOrigins(MechanicsClass& mech) {
              "Tells if all origins are known, see :func:`Mechanics.findAllOrigins()`.")
         .def("findAllOrigins", &Mechanics::findAllOrigins, py::arg("force") = false, FIND_ALL_DOC)
         .def("clearAllOrigins", &Mechanics::clearAllOrigins,
-             "Makes the board forget all origins." KORVANE_BOARD_ERRORS ".")
+             "Makes the board forget all origins.\n" KORVANE_BOARD_ERRORS ".")
         .def("isOriginFound", &Mechanics::isOriginFound, py::arg("actuator"),
              "Asks the board if it knows the origin of the actuator.\n\n" KORVANE_ACTUATOR
                  KORVANE_BOARD_ERRORS "." KORVANE_BAD_ACTUATOR)
@@ -164,7 +164,7 @@ void defineDisplacements(MechanicsClass& mech) {
              "Returns the maximum number of moves of an actuator in a displacement.\n\n:raises "
              "FUSException: ERR_MECH_NO_CONFIG if the configuration is not sent.")
         .def("clearDisplacement", &Mechanics::clearDisplacement,
-             "Makes the board forget the displacement that was sent." KORVANE_BOARD_ERRORS ".")
+             "Makes the board forget the displacement that was sent.\n" KORVANE_BOARD_ERRORS ".")
         .def("sendDisplacement", &Mechanics::sendDisplacement, py::arg("displacement"),
              SEND_DISPLACEMENT_DOC)
         .def("executeDisplacement", &Mechanics::executeDisplacement, py::arg("execCount") = 1,
@@ -192,7 +192,7 @@ void defineMoves(MechanicsClass& mech) {
              "are 0.")
         .def("stop", &Mechanics::stop,
              "Stops all motions and the search of the origins. It is no error if nothing "
-             "moves." KORVANE_BOARD_ERRORS ".");
+             "moves.\n" KORVANE_BOARD_ERRORS ".");
 }
 
 #define KORVANE_RAW_MOTION                                                                    \

@@ -197,10 +197,11 @@ class Connected(GeneratorTest):
         self.assertIn(("start", motion, 1, 0, 122, 0, 1), recorder.named("start"))
         self.end_of(mech.moveTo(displacement([(500, 60)], [], [(300, 100)])))
         self.assertEqual([500, -2000, 300], self.positions())
-        mech.sendDisplacement(displacement([(600, 50), (500, 50)], [], [(0, 60), (300, 30)]))
-        self.end_of(mech.executeDisplacement())
-        self.end_of(mech.executeDisplacement(execCount=2, execDelay_ms=10, timeout_ms=9000))
-        self.assertEqual([500, -2000, 300], self.positions())
+        mech.sendDisplacement(displacement([(600, 50), (700, 50)], [], [(0, 60), (200, 30)]))
+        self.assertEqual((OK, 0), self.end_of(mech.executeDisplacement()))
+        self.assertEqual([700, -2000, 200], self.positions())
+        motion = mech.executeDisplacement(execCount=2, execDelay_ms=10, timeout_ms=9000)
+        self.assertEqual((OK, 0), self.end_of(motion))
         self.assertFUSError(ARGUMENT, mech.sendDisplacement, displacement([(9001, 50)]),
                             message="Move position above upper bound")
         self.assertFUSError(ARGUMENT, mech.executeDisplacement,
