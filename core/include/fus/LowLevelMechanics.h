@@ -66,6 +66,7 @@ public:
     /// Of the board, not its firmware's; 0 before `sendConfig`.
     unsigned getProtocolVersion() const;
 
+    /// Switches the checks of the mechanical system alone; `FUS::setSecureMode` switches all.
     void setSecureMode(bool on);
     bool isInSecureMode() const;
 
@@ -109,9 +110,9 @@ public:
     // --- displacements ---------------------------------------------------------------------------
     //
     // What starts a motion returns its execution id. An `ExecStartEvent` with this id is delivered,
-    // and behind it a `MechMotionEvent` when the motion has ended. Secure, all of them throw
-    // `ERR_MECH_NO_CONFIG`, `ERR_MECH_NO_ORIGIN`, and, but for `moveActuatorTo` and the raw
-    // motions, `ERR_MECH_ORIGINS_BUSY` during a search.
+    // and behind it a `MechMotionEvent` when the motion has ended. Secure, all but the raw motions
+    // throw `ERR_MECH_NO_CONFIG` and `ERR_MECH_NO_ORIGIN`, and all but these and `moveActuatorTo`
+    // throw `ERR_MECH_ORIGINS_BUSY` during a search.
     //
     // In any mode, a call that was under way when a stop, a disconnect or another definition came
     // sends no motion behind it: `ERR_USER_STOP` or `ERR_NOT_CONNECTED`.
@@ -142,8 +143,10 @@ public:
     /// an actuator without one stays (`ERR_ARGUMENT`, secure).
     unsigned moveTo(const MechanicalDisplacement& displacement);
     /// Drives an axis without regard to origin, bounds or feedback. `dac` is 0..255, 127 is rest.
+    /// `ERR_ARGUMENT` for an actuator or a DAC value above 255 (secure).
     unsigned rawMoveSomeTime(unsigned actuator, unsigned duration_ms, unsigned dac);
-    /// A time-out of 0 takes that of the whole range at the default speed.
+    /// The same for so many steps; 0 is `ERR_ARGUMENT` (secure). A time-out of 0 [ms] takes that of
+    /// the whole range at the default speed.
     unsigned rawMoveSomeSteps(unsigned actuator, unsigned steps, unsigned dac, unsigned timeout_ms);
     /// Stops every motion and search, and keeps what was about to start from starting. Doesn't wait
     /// for the thread of a search: its event tells.
@@ -151,6 +154,8 @@ public:
 
     // --- diagnosis -------------------------------------------------------------------------------
 
+    /// Asks the board for its last error, and logs it at INFO. `ERR_PACKET` for an answer of the
+    /// wrong size.
     MechanicalStatus readStatus();
     /// What the status of the board tells as the cause of an error that only points to it; 0 if it
     /// can't be had. Writes the board's history into the log if a motion went wrong.
