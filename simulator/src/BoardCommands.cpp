@@ -12,6 +12,7 @@ using namespace gprotocol;
 namespace {
 
 constexpr std::size_t FRAME_RESERVED = 12;
+constexpr std::size_t CRC_DATE_REQUEST_SIZE = 8;
 
 struct BoardRequest {
     std::uint32_t time = 0; // [milliseconds], 0 for a synchronous command
@@ -91,20 +92,21 @@ Bytes boardVersion(Hardware& hardware, const BoardRequest& request) {
     return data;
 }
 
+// The request has 8 bytes that mean nothing.
 Bytes boardCrcAndDate(Hardware& hardware, const BoardRequest& request) {
-    needSize(request, 0);
+    needSize(request, CRC_DATE_REQUEST_SIZE);
     const BoardDescription& board = hardware.board(request.hwid, request.address);
     const std::size_t blank = std::min(board.buildTime.find(' '), board.buildTime.size());
     const std::string date = board.buildTime.substr(0, blank);
     const std::string time = board.buildTime.substr(std::min(blank + 1, board.buildTime.size()));
     Bytes data;
     ByteWriter writer(data);
-    if (hardware.description().isV2()) {
-        writer.le16(board.crc).field(date, 15).field(time, 14).u8(0);
+    if (board.crcFormat == 0) {
+        writer.le16(board.crc).field(date, 15).field(time, 14);
     } else {
-        writer.le32(hardware.description().firmwareSize).le32(board.crc);
-        writer.field(date, 12).field(time, 10).u8(0).u8(1);
+        writer.le32(board.firmwareSize).le32(board.crc).field(date, 12).field(time, 10).u8(0);
     }
+    writer.u8(board.crcFormat);
     return data;
 }
 

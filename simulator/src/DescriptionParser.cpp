@@ -1,5 +1,6 @@
 #include "fussim/Description.h"
 
+#include "BoardDescriptions.h"
 #include "IniValues.h"
 #include "MeasureDescriptions.h"
 #include "MechanicsDescriptions.h"
@@ -29,69 +30,6 @@ constexpr std::size_t MAX_INI_SIZE = 131072;
 constexpr std::size_t MAX_SHOTS = 4096;    // what a client accepts as shot index
 constexpr std::size_t MAX_CHANNELS = 4096; // and as count of channel states
 
-std::array<unsigned, 4> components(const Version& version) {
-    std::array<unsigned, 4> parts{};
-    std::sscanf(version.toString().c_str(), "%u.%u.%u.%u", &parts[0], &parts[1], &parts[2],
-                &parts[3]);
-    return parts;
-}
-
-const char* typeName(unsigned hwid) {
-    switch (boardBit(hwid)) {
-    case ON_UPB:
-        return "UPB";
-    case ON_SNT:
-        return "SNT";
-    case ON_AMP:
-        return "AMP";
-    default:
-        return "MOT";
-    }
-}
-
-BoardDescription describeBoard(const Config& ini, const PrivateBoard& source) {
-    BoardDescription board;
-    board.hwid = source.hwid;
-    board.address = source.address;
-    board.active = source.active;
-    board.hardwareVersion = components(source.hardwareVersion);
-    board.firmwareVersion = components(source.firmwareVersion);
-    board.uniqueId = source.uniqueID;
-    board.crc = source.CRC;
-    board.buildTime = source.buildTime;
-    for (std::size_t i = 0; i < source.boardMeasures.size(); ++i) {
-        board.measures.push_back(
-            describeBoardMeasure(ini, typeName(source.hwid), i, *source.boardMeasures[i]));
-    }
-    if (const auto* synthesizer = dynamic_cast<const PrivateBoardSNT*>(&source)) {
-        board.hasWatchdogDetection = synthesizer->hasWatchdogErrorDetection;
-    }
-    if (const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(&source)) {
-        board.hasPowerSwitch = amplifier->hasPowerSupplyControl;
-    }
-    return board;
-}
-
-void describeBoards(const Config& ini, const GeneratorConfig& config, Description& result) {
-    std::size_t channel = 0;
-    for (const auto& source : config.boards()) {
-        result.boards.push_back(describeBoard(ini, *source));
-        const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(source.get());
-        if (amplifier && amplifier->active) {
-            BoardDescription& board = result.boards.back();
-            board.firstChannel = std::min(channel, result.channelCount);
-            channel += amplifier->channelMask.activeCount();
-            board.channelCount = std::min(channel, result.channelCount) - board.firstChannel;
-        }
-    }
-    if (const PrivateBoardAMP* amplifier = config.firstActiveAmp()) {
-        const MeasureList& measures = amplifier->channelMeasures;
-        for (std::size_t i = 0; i < measures.size(); ++i) {
-            result.channelMeasures.push_back(describeChannelMeasure(ini, i, *measures[i]));
-        }
-    }
-}
-
 void describeTiming(const GeneratorConfig& config, TimingDescription& timing) {
     timing.minShooting = config.getTiming(TIME_MIN_SHOOTING);
     timing.maxShooting = config.getTiming(TIME_MAX_SHOOTING);
@@ -115,7 +53,7 @@ void describeGeneral(const Config& ini, Description& result) {
     const std::string name = "simulator";
     checkKeys(*section, name,
               {"load_ohm", "load_resonance_hz", "load_q", "max_voltage", "channel_spread_percent",
-               "thermal_seconds", "watchdog_us", "firmware_size"});
+               "thermal_seconds", "watchdog_us"});
     LoadDescription& load = result.load;
     load.ohm = readNumber(*section, name, "load_ohm", load.ohm);
     load.resonanceHz = readNumber(*section, name, "load_resonance_hz", load.resonanceHz);
@@ -124,24 +62,13 @@ void describeGeneral(const Config& ini, Description& result) {
     load.spreadPercent = readNumber(*section, name, "channel_spread_percent", load.spreadPercent);
     load.thermalSeconds = readNumber(*section, name, "thermal_seconds", load.thermalSeconds);
     result.watchdogUs = readUnsigned(*section, name, "watchdog_us", result.watchdogUs);
-    result.firmwareSize = readUnsigned(*section, name, "firmware_size", result.firmwareSize);
     if (load.ohm <= 0 || load.resonanceHz <= 0 || load.thermalSeconds <= 0) {
         fail("[simulator]: 'load_ohm', 'load_resonance_hz' and 'thermal_seconds' must be above 0");
     }
 }
 
-std::uint64_t parameterValue(const ConfigParam& param, const std::string& name) {
-    const std::string text = param.value() ? param.value() : "";
-    char* end = nullptr;
-    const std::uint64_t value = std::strtoull(text.c_str(), &end, 0);
-    if (text.empty() || *end != '\0' || text[0] == '-') {
-        fail("[" + name + "]: '" + param.name() + "' isn't an unsigned integer");
-    }
-    return value;
-}
-
 void describeBoardParameters(const Config& ini, unsigned hwid, Description& result) {
-    const std::string name = std::string("simulator/parameters/") + typeName(hwid);
+    const std::string name = std::string("simulator/parameters/") + boardTypeName(hwid);
     const ConfigSection* section = ini.findSection(name.c_str());
     if (!section) {
         return;
@@ -153,7 +80,7 @@ void describeBoardParameters(const Config& ini, unsigned hwid, Description& resu
         if (!row || !(row->boards & boardBit(hwid))) {
             fail("[" + name + "]: unknown parameter '" + key + "'");
         }
-        result.boardParameters[hwid][id] = parameterValue(param, name);
+        result.boardParameters[hwid][id] = readInteger(param, name);
     }
 }
 
@@ -168,7 +95,7 @@ void describeGeneratorParameters(const Config& ini, Description& result) {
         const unsigned id = parameterFromText(key);
         const GeneratorParameterRow* row = findGeneratorParameterRow(id);
         const bool known = row && row->form == Form::BYTE;
-        const std::uint64_t value = known ? parameterValue(param, name) : 0;
+        const std::uint64_t value = known ? readInteger(param, name) : 0;
         if (!known || value > 255) {
             fail("[" + name + "]: '" + key + "' isn't a known parameter of one byte");
         }

@@ -48,6 +48,16 @@ std::uint32_t readUnsigned(const ConfigSection& section, const std::string& name
     return static_cast<std::uint32_t>(value);
 }
 
+std::uint64_t readInteger(const ConfigParam& param, const std::string& name) {
+    const std::string text = param.value() ? param.value() : "";
+    char* end = nullptr;
+    const std::uint64_t value = std::strtoull(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || text[0] == '-') {
+        fail("[" + name + "]: '" + param.name() + "' isn't an unsigned integer");
+    }
+    return value;
+}
+
 std::vector<double> readNumbers(const ConfigSection& section, const std::string& name,
                                 const char* key) {
     std::vector<double> values;

@@ -22,6 +22,8 @@ double readNumber(const ConfigSection& section, const std::string& name, const c
                   double standard);
 std::uint32_t readUnsigned(const ConfigSection& section, const std::string& name, const char* key,
                            std::uint32_t standard);
+// Decimal, or with the prefix 0x.
+std::uint64_t readInteger(const ConfigParam& param, const std::string& name);
 // Separated by "|"; none if the key is missing.
 std::vector<double> readNumbers(const ConfigSection& section, const std::string& name,
                                 const char* key);

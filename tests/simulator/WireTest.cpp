@@ -69,9 +69,6 @@ TEST(Wire, AnswersBoardCommands) {
     } const rows[] = {
         // version 2013.2.1.0 is 13 << 26 | 2 << 22 | 1 << 16; firmware 3.1.4.0
         {boardCommand(10, 0, 70), boardAnswer(10, 0, 70, 70) + be16(8) + hex("00008134 03010400")},
-        {boardCommand(12, 15, 73), boardAnswer(12, 15, 73, 73) + be16(32) +
-                                       hex("00000200A109772E") + text("2019-03-11") + zeroes(2) +
-                                       text("16:31:30") + zeroes(2) + hex("0001")},
         // lowest thresholds 0 and 960, divisor 8, two coefficients: -320 and 1
         {boardCommand(12, 3, 74, hex("00")), boardAnswer(12, 3, 74, 74) + be16(28) +
                                                  hex("C40B 0200 00000000 C0030000 08000000 02000000"
@@ -100,6 +97,47 @@ TEST(Wire, AnswersBoardCommands) {
     EXPECT_EQ(0x123456789AU, story.simulator.boardParameter(10, 0, 1380));
 }
 
+TEST(Wire, TellsVersionsAndFirmwareInEveryLayout) {
+    const auto changed = [](const std::string& from, const std::string& to) {
+        std::string text = Description::shippedText("3.1");
+        return Description::parse(text.replace(text.find(from), from.size(), to));
+    };
+    // above the years the word has another layout: (3 + 256) << 22 | 5 << 16 | 7 << 8 | 9
+    const Description newer = changed("hw = 2013.2.1.0", "hw = 3.7.5.9");
+    const Bytes eight = zeroes(8);
+    struct {
+        Description description;
+        unsigned hwid, address, command;
+        Bytes data, answer;
+    } const rows[] = {
+        {shipped("3.1"), 10, 0, 70, {}, hex("00008134 03010400")},
+        {newer, 10, 0, 70, {}, hex("0907C540 03010400")},
+        {shipped("2.5"), 12, 1, 70, {}, hex("0000C428 02050002")}, // 2010.3.4.0, 2.5.2.0
+        {shipped("3.1"), 12, 15, 73, eight, // of which only the board itself tells
+         hex("00000200A109772E") + text("2019-03-11") + zeroes(2) + text("16:31:30") + zeroes(2) +
+             hex("0001")},
+        {shipped("3.0"), 11, 0, 73, eight,
+         hex("0000010071EE330D") + text("2017-05-30") + zeroes(2) + text("10:12:44") + zeroes(2) +
+             hex("0001")},
+        {shipped("3.0"), 12, 7, 73, eight,
+         hex("C8F0") + text("2017-05-30") + zeroes(5) + text("10:20:09") + zeroes(6) + hex("00")},
+        {shipped("2.5"), 12, 3, 73, eight,
+         hex("B790") + text("2011-09-02") + zeroes(5) + text("11:31:02") + zeroes(6) + hex("00")},
+        // a full field has no end of its own
+        {changed("bd = 2019-03-12 09:41:07", "bd = 12_March_2019 09:41:07.25"), 10, 0, 73, eight,
+         hex("00000300E7031B5D") + text("12_March_201") + text("09:41:07.2") + hex("0001")},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(toHex(row.answer));
+        Story story(Story::fast(), row.description);
+        const auto size = static_cast<std::uint32_t>(row.answer.size());
+        EXPECT_EQ(
+            boardReply(1, boardAnswer(row.hwid, row.address, row.command, row.command) +
+                              be16(size) + row.answer),
+            story.client->ask(1307, 1, boardCommand(row.hwid, row.address, row.command, row.data)));
+    }
+}
+
 TEST(Wire, LetsTheBoardRefuseABoardCommand) {
     Story story;
     struct {
@@ -110,6 +148,8 @@ TEST(Wire, LetsTheBoardRefuseABoardCommand) {
         {boardCommand(15, 1, 70), 0x10010000},
         {boardCommand(10, 0, 71), 0x11020000},
         {boardCommand(10, 0, 93, hex("01")), 0x11030000},
+        {boardCommand(10, 0, 70, hex("00")), 0x11030000},
+        {boardCommand(10, 0, 73), 0x11030000},
         {boardCommand(10, 0, 74, hex("04")), 0x13160000},
         {boardCommand(12, 0, 93, le16(1377)), 0x13010000},
         {boardCommand(10, 0, 93, le16(2504)), 0x13010000},

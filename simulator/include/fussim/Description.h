@@ -60,7 +60,9 @@ struct BoardDescription {
     std::array<unsigned, 4> firmwareVersion{};
     std::uint32_t uniqueId = 0;
     std::uint32_t crc = 0;
-    std::string buildTime;
+    std::string buildTime;               // date, a blank, time
+    unsigned crcFormat = 1;              // of what it says of its firmware: 0 or 1
+    std::uint32_t firmwareSize = 131072; // [bytes], only told in format 1
     std::vector<BoardMeasureDescription> measures;
     std::size_t firstChannel = 0; // of an active amplifier, in the generator's numbering
     std::size_t channelCount = 0;
@@ -118,7 +120,6 @@ struct Description {
     LoadDescription load;
     MechanicsDescription mechanics; // no axes without a mechanical board
     std::uint32_t watchdogUs = 2100000;
-    std::uint32_t firmwareSize = 131072; // [bytes]
     // Start values of board parameters, by hardware id; and of the one-byte generator parameters of
     // protocol 2.
     std::map<unsigned, std::map<unsigned, std::uint64_t>> boardParameters;

@@ -1,0 +1,140 @@
+#include "BoardDescriptions.h"
+
+#include "IniValues.h"
+#include "MeasureDescriptions.h"
+#include "Parameters.h"
+
+#include "fus/P_GProtocol.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace fus {
+namespace simulator {
+
+using namespace gprotocol;
+
+namespace {
+
+std::array<unsigned, 4> components(const Version& version) {
+    std::array<unsigned, 4> parts{};
+    std::sscanf(version.toString().c_str(), "%u.%u.%u.%u", &parts[0], &parts[1], &parts[2],
+                &parts[3]);
+    return parts;
+}
+
+// A number that stays as it is if the section doesn't tell it. What the text to send tells of a
+// board is what that board says.
+void readDetail(const ConfigSection& section, const std::string& name, const char* key,
+                bool isInText, std::uint32_t& target) {
+    const ConfigParam* param = section.findParam(key);
+    if (!param) {
+        return;
+    }
+    const std::uint64_t value = readInteger(*param, name);
+    if (value > 0xFFFFFFFFU) {
+        fail("[" + name + "]: '" + key + "' has more than 32 bits");
+    }
+    if (isInText) {
+        fail("[" + name + "]: the text to send already tells '" + key + "'");
+    }
+    target = static_cast<std::uint32_t>(value);
+}
+
+void readDetails(const ConfigSection& section, const std::string& name, const PrivateBoard& source,
+                 BoardDescription& board) {
+    checkKeys(section, name, {"uid", "crc", "bd", "crc_format", "firmware_size"});
+    readDetail(section, name, "uid", source.uniqueID != 0, board.uniqueId);
+    readDetail(section, name, "crc", source.CRC != 0, board.crc);
+    readDetail(section, name, "firmware_size", false, board.firmwareSize);
+    std::uint32_t format = board.crcFormat;
+    readDetail(section, name, "crc_format", false, format);
+    if (format > 1) {
+        fail("[" + name + "]: 'crc_format' is 0 or 1");
+    }
+    board.crcFormat = format;
+    const ConfigParam* buildTime = section.findParam("bd");
+    if (buildTime && !source.buildTime.empty()) {
+        fail("[" + name + "]: the text to send already tells 'bd'");
+    }
+    if (buildTime) {
+        board.buildTime = buildTime->value() ? buildTime->value() : "";
+    }
+}
+
+void describeDetails(const Config& ini, const PrivateBoard& source, bool isV2,
+                     BoardDescription& board) {
+    board.uniqueId = source.uniqueID;
+    board.crc = source.CRC;
+    board.buildTime = source.buildTime;
+    board.crcFormat = isV2 ? 0 : 1;
+    const std::string ofType = std::string("simulator/boards/") + boardTypeName(board.hwid);
+    const std::string ofOne = ofType + "/" + std::to_string(board.address);
+    for (const std::string& name : {ofType, ofOne}) {
+        if (const ConfigSection* section = ini.findSection(name.c_str())) {
+            readDetails(*section, name, source, board);
+        }
+    }
+    if (board.crcFormat == 0 && board.crc > 0xFFFFU) {
+        fail("[" + ofOne + "]: a crc of more than 16 bits doesn't fit into 'crc_format' 0");
+    }
+}
+
+BoardDescription describeBoard(const Config& ini, const PrivateBoard& source, bool isV2) {
+    BoardDescription board;
+    board.hwid = source.hwid;
+    board.address = source.address;
+    board.active = source.active;
+    board.hardwareVersion = components(source.hardwareVersion);
+    board.firmwareVersion = components(source.firmwareVersion);
+    describeDetails(ini, source, isV2, board);
+    for (std::size_t i = 0; i < source.boardMeasures.size(); ++i) {
+        board.measures.push_back(
+            describeBoardMeasure(ini, boardTypeName(source.hwid), i, *source.boardMeasures[i]));
+    }
+    if (const auto* synthesizer = dynamic_cast<const PrivateBoardSNT*>(&source)) {
+        board.hasWatchdogDetection = synthesizer->hasWatchdogErrorDetection;
+    }
+    if (const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(&source)) {
+        board.hasPowerSwitch = amplifier->hasPowerSupplyControl;
+    }
+    return board;
+}
+
+} // namespace
+
+const char* boardTypeName(unsigned hwid) {
+    switch (boardBit(hwid)) {
+    case ON_UPB:
+        return "UPB";
+    case ON_SNT:
+        return "SNT";
+    case ON_AMP:
+        return "AMP";
+    default:
+        return "MOT";
+    }
+}
+
+void describeBoards(const Config& ini, const GeneratorConfig& config, Description& result) {
+    std::size_t channel = 0;
+    for (const auto& source : config.boards()) {
+        result.boards.push_back(describeBoard(ini, *source, result.isV2()));
+        const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(source.get());
+        if (amplifier && amplifier->active) {
+            BoardDescription& board = result.boards.back();
+            board.firstChannel = std::min(channel, result.channelCount);
+            channel += amplifier->channelMask.activeCount();
+            board.channelCount = std::min(channel, result.channelCount) - board.firstChannel;
+        }
+    }
+    if (const PrivateBoardAMP* amplifier = config.firstActiveAmp()) {
+        const MeasureList& measures = amplifier->channelMeasures;
+        for (std::size_t i = 0; i < measures.size(); ++i) {
+            result.channelMeasures.push_back(describeChannelMeasure(ini, i, *measures[i]));
+        }
+    }
+}
+
+} // namespace simulator
+} // namespace fus
