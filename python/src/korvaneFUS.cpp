@@ -102,7 +102,8 @@ void defineConnection(py::class_<PyFUS>& fus) {
             "setSecureMode", [](PyFUS& self, bool enabled) { self.fus.setSecureMode(enabled); },
             py::arg("enabled"),
             "Enables or disables the checks that are made before a command is sent.\n\n.. "
-            "warning:: Disabled, values go to the generator as they are.")
+            "warning:: Disabled, values go to the generator as they are.\n\n:param enabled: True "
+            "(the default at start) to make the checks.")
         .def(
             "isInSecureMode", [](PyFUS& self) { return self.fus.isInSecureMode(); },
             "Tells if commands are checked before they are sent (the default).");

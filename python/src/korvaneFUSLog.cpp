@@ -98,10 +98,14 @@ void defineLog(py::class_<PyFUS>& fus) {
             ":return: the name, empty if there is no log file.")
         .def(
             "enableLogStdout", [](PyFUS&, bool enable) { theLog().enableStdout(enable); },
-            py::arg("enable"), "Enables or disables the log on the standard output.")
+            py::arg("enable"),
+            "Enables or disables the log on the standard output.\n\n:param enable: True to write "
+            "it there.")
         .def(
             "enableLogStderr", [](PyFUS&, bool enable) { theLog().enableStderr(enable); },
-            py::arg("enable"), "Enables or disables the log on the standard error.")
+            py::arg("enable"),
+            "Enables or disables the log on the standard error.\n\n:param enable: True to write "
+            "it there.")
         .def(
             "setLogFile",
             [](PyFUS&, const std::string& filename, bool append) {

@@ -126,9 +126,13 @@ void defineVersion(py::module_& module) {
     py::class_<Version>(module, "Version", VERSION_DOC)
         .def(py::init<>(), "Base constructor (0.0.0.0).")
         .def(py::init<unsigned, unsigned, unsigned, unsigned>(), py::arg("v1"), py::arg("v2"),
-             py::arg("v3"), py::arg("v4"), "Creates a version object (v1.v2.v3.v4).")
+             py::arg("v3"), py::arg("v4"),
+             "Creates a version object (v1.v2.v3.v4).\n\n:param v1: first component.\n:param v2: "
+             "second component.\n:param v3: third component.\n:param v4: fourth component.")
         .def(py::init([](const std::string& text) { return Version(text.c_str()); }),
-             py::arg("text"), "Creates a version object from a string")
+             py::arg("text"),
+             "Creates a version object from a string\n\n:param text: for example '1.2.3.4' or "
+             "'UPB_1.2.3'; a string that is no version gives 0.0.0.0.")
         .def(
             "setFromString",
             [](Version& self, const std::string& text) { return self.setFromString(text.c_str()); },
@@ -145,6 +149,10 @@ void defineVersion(py::module_& module) {
         .def_readwrite("v4", &Version::v4, "fourth component");
 }
 
+#define KORVANE_CHANNEL_STATE                                                            \
+    "\n\n:param index: index of the channel.\n:param value: True for enabled.\n:raises " \
+    "IndexError: if there is no such channel."
+
 void defineMask(py::module_& module) {
     py::class_<Mask1D>(module, "ChannelMask", "A mask to select active channels.")
         .def(py::init<>(), "Base constructor (empty mask).")
@@ -158,7 +166,8 @@ void defineMask(py::module_& module) {
              "Creates a mask from a string.\n\n:param string: the characters '0' and '1' are the "
              "channels, all others are skipped.\n:param length: number of characters to read, 0 "
              "for all.")
-        .def(py::init<const Mask1D&>(), py::arg("copy"), "Copy constructor.")
+        .def(py::init<const Mask1D&>(), py::arg("copy"),
+             "Copy constructor.\n\n:param copy: the mask to copy.")
         .def("size", &Mask1D::size, "Returns the number of channels.")
         .def("__len__", &Mask1D::size, "Returns the number of channels.")
         .def("clear", &Mask1D::clear, "Set the size to 0, all content is lost.")
@@ -172,7 +181,7 @@ void defineMask(py::module_& module) {
              "Compares two masks that may have different sizes.\n\n:param mask: the other mask."
              "\n:return: True if the common range is the same and the rest is only 0s.")
         .def("set", &Mask1D::set, py::arg("index"), py::arg("value"),
-             "Changes the state of a channel.\n\n:raises IndexError: if there is no such channel.")
+             "Changes the state of a channel." KORVANE_CHANNEL_STATE)
         .def(
             "setFromString",
             [](Mask1D& self, const std::string& string, std::size_t length) {
@@ -182,12 +191,14 @@ void defineMask(py::module_& module) {
             "Changes size and content from a string.\n\n:param string: the characters '0' and '1' "
             "are the channels, all others are skipped.\n:param length: number of characters to "
             "read, 0 for all.")
-        .def("setAll", &Mask1D::setAll, py::arg("value"), "Changes the state of all channels.")
+        .def("setAll", &Mask1D::setAll, py::arg("value"),
+             "Changes the state of all channels.\n\n:param value: True for enabled.")
         .def("activeCount", &Mask1D::activeCount, "Returns the number of enabled channels.")
         .def("__getitem__", &Mask1D::get, py::arg("index"),
-             "Returns the state of a channel.\n\n:raises IndexError: if there is no such channel.")
+             "Returns the state of a channel.\n\n:param index: index of the channel.\n:return: "
+             "True if it is enabled.\n:raises IndexError: if there is no such channel.")
         .def("__setitem__", &Mask1D::set, py::arg("index"), py::arg("value"),
-             "Changes the state of a channel.\n\n:raises IndexError: if there is no such channel.");
+             "Changes the state of a channel." KORVANE_CHANNEL_STATE);
 }
 
 // --- boards --------------------------------------------------------------------------------------
@@ -220,9 +231,13 @@ void defineMeasure(py::module_& module) {
             "unitName", [](const Measure& self) { return toStr(self.unitName()); },
             "Returns the name of the unit, for example 'Ampere' for UNIT_AMPERE.")
         .def("physicalFromADC", &Measure::physicalFromADC, py::arg("adcValue"),
-             "Converts an ADC value into physical unit.")
+             "Converts an ADC value into physical unit.\n\n:param adcValue: the ADC "
+             "value.\n:return: the value in physical unit, 0.0 for a measure without a conversion "
+             "(all channel measures, and all measures with protocol v<3).")
         .def("physicalToADC", &Measure::physicalToADC, py::arg("phyValue"),
-             "Converts a value in physical unit into ADC value.");
+             "Converts a value in physical unit into ADC value.\n\n:param phyValue: the value in "
+             "physical unit.\n:return: the ADC value, rounded down; 0 if it would be negative, or "
+             "without a conversion. It may exceed :func:`Measure.maxADCValue()`.");
 }
 
 // The docstrings of the two versions are swapped, and stay so.

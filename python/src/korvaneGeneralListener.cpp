@@ -322,7 +322,7 @@ constexpr const char* MECH_RESULT_DOC =
 This one is not called for mixed trajectories (elec+mech).
 
 :param execID: unique identifier of this execution.
-:param result: a ``KORVANE.MechResult``.
+:param result: a :class:`KORVANE.MechResult`.
 :param code: mechanical internal code.)";
 
 } // namespace

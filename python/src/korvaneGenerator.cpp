@@ -145,7 +145,7 @@ void defineEnums(py::module_& module) {
                             TRIGGER_MODES, TRIGGER_MODE_DOCS);
     defineEnum<ExecFlag>(module, "ExecFlag",
                          "Trajectory execution flags (used in "
-                         ":func:`Generator.sendTrajectory()`).",
+                         ":func:`Generator.sendTrajectory()`). They can be combined with ``|``.",
                          EXEC_FLAGS, EXEC_FLAG_DOCS, py::arithmetic());
     defineEnum<AmplifierType>(module, "AmplifierType",
                               "Types of amplifier boards (based on the measures they provide).",

@@ -36,9 +36,11 @@ void defineShotResult(py::module_& module) {
         .def("totalGap", &ShotResult::totalGap,
              "Difference with requested (duration+delay), microseconds.")
         .def("component", &ShotResult::channelRawValue, py::arg("channel"), py::arg("measure"),
-             "**Deprecated, use channelRawValue().**")
+             "**Deprecated, use channelRawValue().**" KORVANE_CHANNEL_ARGUMENTS
+             "\n:return: the ADC value." KORVANE_NO_DATA)
         .def("value", &ShotResult::channelPhysicalValue, py::arg("channel"), py::arg("measure"),
-             "**Deprecated, use channelPhysicalValue().**")
+             "**Deprecated, use channelPhysicalValue().**" KORVANE_CHANNEL_ARGUMENTS
+             "\n:return: the value in physical unit, -1.0 if it was not converted.")
         .def("power", &ShotResult::power, py::arg("channel"),
              "Computed emitted power for specified channel.\n\n:param channel: index of the "
              "channel.\n:return: the power in watts, -1.0 if it was not computed.\n:raises "

@@ -111,8 +111,8 @@ void definePhases(PhaseShotClass& shot) {
         .def("resizePhases", &PyPhaseShot::resizePhases, py::arg("size"), py::arg("preserve"),
              "Changes the number of phases." KORVANE_RESIZE)
         .def("phase", &PyPhaseShot::phase, py::arg("index"),
-             "Returns a phase.\n\n:return: a value in the range [0..255], it represents phase "
-             "shifts as angle in [0..359] degrees." KORVANE_BAD_INDEX)
+             "Returns a phase.\n\n:param index: index of the phase.\n:return: a value in the range "
+             "[0..255], it represents phase shifts as angle in [0..359] degrees." KORVANE_BAD_INDEX)
         .def("setPhase", &PyPhaseShot::setPhase, py::arg("index"), py::arg("value"),
              "Changes a phase.\n\n:param index: index of the phase.\n:param value: in the range "
              "[0..255], it represents phase shifts as angle in [0..359] "
@@ -139,7 +139,8 @@ void defineFrequencies(PhaseShotClass& shot) {
         .def("resizeFrequencies", &PyPhaseShot::resizeFrequencies, py::arg("size"),
              py::arg("preserve"), "Changes the number of frequencies." KORVANE_RESIZE)
         .def("frequency", &PyPhaseShot::frequency, py::arg("index"),
-             "Returns a frequency, in Hertz.\n" KORVANE_BAD_INDEX)
+             "Returns a frequency, in Hertz.\n\n:param index: index of the "
+             "frequency." KORVANE_BAD_INDEX)
         .def("setFrequency", &PyPhaseShot::setFrequency, py::arg("index"), py::arg("value"),
              "Changes a frequency.\n\n:param index: index of the frequency.\n:param value: in "
              "Hertz." KORVANE_BAD_INDEX)
@@ -164,8 +165,8 @@ void defineAmplitudes(PhaseShotClass& shot) {
         .def("resizeAmplitudes", &PyPhaseShot::resizeAmplitudes, py::arg("size"),
              py::arg("preserve"), "Changes the number of amplitudes." KORVANE_RESIZE)
         .def("amplitude", &PyPhaseShot::amplitude, py::arg("index"),
-             "Returns an amplitude.\n\n:return: a value in the range [0..255] of the "
-             "maximum." KORVANE_BAD_INDEX)
+             "Returns an amplitude.\n\n:param index: index of the amplitude.\n:return: a value in "
+             "the range [0..255] of the maximum." KORVANE_BAD_INDEX)
         .def("setAmplitude", &PyPhaseShot::setAmplitude, py::arg("index"), py::arg("value"),
              "Changes an amplitude.\n\n:param index: index of the amplitude.\n:param value: in the "
              "range [0..255] of the maximum." KORVANE_BAD_INDEX)
@@ -192,11 +193,14 @@ void defineAmplitudes(PhaseShotClass& shot) {
 void definePhaseShot(py::module_& module) {
     PhaseShotClass shot(module, "PhaseShot", "Item of an :class:`KORVANE.ElectronicTrajectory`.");
     shot.def(py::init<>(), "Base constructor (all arrays empty).")
-        .def(py::init<const PyPhaseShot&>(), py::arg("shot"), "Copy constructor")
+        .def(py::init<const PyPhaseShot&>(), py::arg("shot"),
+             "Copy constructor\n\n:param shot: the shot to copy.")
         .def(py::init<unsigned, unsigned, unsigned>(), py::arg("nbPhases"),
              py::arg("nbFrequencies"), py::arg("nbAmplitudes"),
              "Creates a shot with arrays of these sizes, filled with 0.\n\nThese sizes must be 1 "
-             "or equal to the number of active channels in the trajectory.")
+             "or equal to the number of active channels in the trajectory.\n\n:param nbPhases: "
+             "number of phases.\n:param nbFrequencies: number of frequencies.\n:param "
+             "nbAmplitudes: number of amplitudes.")
         .def("duration", &PyPhaseShot::duration, "Returns the shooting duration, microseconds.")
         .def("delay", &PyPhaseShot::delay, "Returns the delay after shooting, microseconds.")
         .def("totalDuration", &PyPhaseShot::totalDuration,
@@ -213,6 +217,11 @@ void definePhaseShot(py::module_& module) {
     defineAmplitudes(shot);
 }
 
+#define KORVANE_CHANNEL_INDEX "\n\n:param index: index of the channel."
+#define KORVANE_CHANNEL_STATE "\n:param state: True to enable."
+#define KORVANE_SHOT_INDEX "\n\n:param index: index of the shot."
+#define KORVANE_SHOT "\n:param shot: a :class:`KORVANE.PhaseShot`."
+
 void defineTrajectory(py::module_& module) {
     py::class_<PyElecTraj>(module, "ElectronicTrajectory", "A list of electronic shots.")
         .def(py::init<unsigned>(), py::arg("nbChannels"),
@@ -224,28 +233,32 @@ void defineTrajectory(py::module_& module) {
         .def("channels", &PyElecTraj::channels, "Returns the number of channels.")
         .def("setChannelCount", &PyElecTraj::setChannelCount, py::arg("channels"),
              "Changes the number of channels. If the new size is greater, added channels are "
-             "enabled.")
+             "enabled.\n\n:param channels: new number of channels.")
         .def("activeChannels", &PyElecTraj::activeChannels,
              "Returns the number of enabled channels.")
         .def("channelEnabled", &PyElecTraj::channelEnabled, py::arg("index"),
-             "Tells if a channel is enabled.\n" KORVANE_BAD_INDEX)
+             "Tells if a channel is enabled." KORVANE_CHANNEL_INDEX KORVANE_BAD_INDEX)
         .def("enableChannel", &PyElecTraj::enableChannel, py::arg("index"), py::arg("state"),
-             "Enables or disables a channel.\n" KORVANE_BAD_INDEX)
+             "Enables or disables a channel." KORVANE_CHANNEL_INDEX KORVANE_CHANNEL_STATE
+                 KORVANE_BAD_INDEX)
         .def("enableAllChannels", &PyElecTraj::enableAllChannels, py::arg("state"),
-             "Enables or disables all channels.")
+             "Enables or disables all channels.\n" KORVANE_CHANNEL_STATE)
         .def(
             "__getitem__",
             [](const PyElecTraj& self, unsigned index) { return PyPhaseShot(self.shot(index)); },
-            py::arg("index"), "Returns a copy of a shot.\n" KORVANE_BAD_INDEX)
+            py::arg("index"),
+            "Returns a copy of a shot." KORVANE_SHOT_INDEX
+            "\n:return: a :class:`KORVANE.PhaseShot`." KORVANE_BAD_INDEX)
         .def(
             "__setitem__",
             [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
                 self.setShot(index, shot);
             },
-            py::arg("index"), py::arg("shot"), "Replaces a shot.\n" KORVANE_BAD_INDEX)
+            py::arg("index"), py::arg("shot"),
+            "Replaces a shot." KORVANE_SHOT_INDEX KORVANE_SHOT KORVANE_BAD_INDEX)
         .def(
             "addShot", [](PyElecTraj& self, const PyPhaseShot& shot) { self.addShot(shot); },
-            py::arg("shot"), "Adds a copy of a shot at the end.")
+            py::arg("shot"), "Adds a copy of a shot at the end.\n" KORVANE_SHOT)
         .def(
             "insertShot",
             [](PyElecTraj& self, unsigned index, const PyPhaseShot& shot) {
@@ -253,9 +266,9 @@ void defineTrajectory(py::module_& module) {
             },
             py::arg("index"), py::arg("shot"),
             "Inserts a copy of a shot before the given index, or at the end if it is "
-            "size().\n" KORVANE_BAD_INDEX)
+            "size()." KORVANE_SHOT_INDEX KORVANE_SHOT KORVANE_BAD_INDEX)
         .def("removeShot", &PyElecTraj::removeShot, py::arg("index"),
-             "Removes a shot.\n" KORVANE_BAD_INDEX)
+             "Removes a shot." KORVANE_SHOT_INDEX KORVANE_BAD_INDEX)
         .def("clear", &PyElecTraj::clear, "Removes all shots, the channels are not changed.")
         .def("totalDuration", &PyElecTraj::totalDuration,
              "Returns the sum of all durations and delays, microseconds.")

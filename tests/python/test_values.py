@@ -2,6 +2,7 @@
 
 import contextlib
 import gc
+import re
 import sys
 import unittest
 
@@ -149,8 +150,35 @@ DOCUMENTED = [
 ]
 
 
+# arguments that have another name in the documentation
+RENAMED = {
+    ("FUS", "setLogFile", "append"): "appendDate",
+    ("Generator", "sendTrajectory", "canSlice"): "slice",
+    ("MechanicalDisplacement", "__init__", "nbActuators"): "actuators",
+    ("Generator", "readBoardThreshold", "upper"): "upperBound",
+    ("Generator", "setBoardThreshold", "upper"): "upperBound",
+    ("Generator", "setBoardThreshold", "threshold"): "ADCValue",
+}
+
+
 def module_classes():
     return [value for value in vars(KORVANE).values() if isinstance(value, type)]
+
+
+def arguments_of(kind, name):
+    """The names of the arguments of all overloads: a call that fits none is refused, and the
+    refusal says what could be called. Those that can't be named (arg0) are left out."""
+    call = kind if name == "__init__" else getattr(kind, name)
+    if not callable(call):
+        return set()
+    refusal = ""
+    try:
+        call(*[object()] * 9)
+    except TypeError as error:
+        refusal = str(error)
+    signatures = re.findall(r"^ +\d+\. .*?\((.*)\)", refusal, re.MULTILINE)
+    names = {name for text in signatures for name in re.findall(r"(?:^|, )(\w+): ", text)}
+    return {name for name in names if name != "self" and not name.startswith("arg")}
 
 
 class Enumerations(unittest.TestCase):
@@ -201,6 +229,19 @@ class Documentation(unittest.TestCase):
             for name, member in vars(kind).items():
                 with self.subTest(member=kind.__name__ + "." + name):
                     self.assertNotIn("(self: ", getattr(member, "__doc__", None) or "")
+
+    def test_explains_every_argument(self):
+        explained = 0
+        for kind in module_classes():
+            if kind is KORVANE.FUSException or hasattr(kind, "__members__"):
+                continue
+            for name, member in vars(kind).items():
+                for argument in arguments_of(kind, name):
+                    explained += 1
+                    argument = RENAMED.get((kind.__name__, name, argument), argument)
+                    with self.subTest(member=kind.__name__ + "." + name, argument=argument):
+                        self.assertRegex(member.__doc__, r":param (int )?%s:" % argument)
+        self.assertGreater(explained, 200)
 
     def test_tells_what_an_application_must_know(self):
         for kind, member, text in DOCUMENTED:
