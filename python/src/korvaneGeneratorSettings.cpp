@@ -35,12 +35,6 @@ Value readValue(Generator& gen) {
     return value;
 }
 
-// a number, where the binding of an unsigned char would be a str of one character
-template <void (Generator::*READ)(unsigned char&)>
-unsigned readByte(Generator& gen) {
-    return readValue<unsigned char, READ>(gen);
-}
-
 #define KORVANE_MAX_ARGUMENT                                                                \
     ":param max: indicates if current values (False) or threshold values (True) should be " \
     "read.\n"
@@ -106,13 +100,15 @@ void defineLevels(GeneratorClass& gen) {
              "Changes the value of the multiplexer.\n\n:param value: an int in [0, "
              "255]." KORVANE_TIMEOUT KORVANE_ARGUMENT(
                  "the value is above 255") ", ERR_PROTOCOL with protocol v>=3.")
-        .def("readAmplitudeThreshold", &readByte<&Generator::readAmplitudeThreshold>,
+        .def("readAmplitudeThreshold",
+             &readValue<unsigned char, &Generator::readAmplitudeThreshold>,
              "Reads the maximum amplitude that trajectories may use.\n\n:return: an int in [0, "
              "255]." KORVANE_TIMEOUT ".")
         .def("setAmplitudeThreshold", &Generator::setAmplitudeThreshold, py::arg("value"),
              "Changes the maximum amplitude that trajectories may use.\n\n:param value: an int in "
              "[0, 255]." KORVANE_TIMEOUT KORVANE_ARGUMENT("the value is above 255") ".")
-        .def("readOutCurrentThreshold", &readByte<&Generator::readOutCurrentThreshold>,
+        .def("readOutCurrentThreshold",
+             &readValue<unsigned char, &Generator::readOutCurrentThreshold>,
              "Reads the threshold of the output current, which limits the emitted "
              "power.\n\n:return: an int in [0, 255]." KORVANE_TIMEOUT ".")
         .def("setOutCurrentThreshold", &Generator::setOutCurrentThreshold, py::arg("value"),
