@@ -28,14 +28,14 @@ FLOORS = [
         ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
     """),
     ("description", """
-        Board GeneratorConfig GeneratorConfigTables GeneratorDefinition GeneratorSettingsTables
+        Board BoardInfo GeneratorConfig GeneratorConfigTables GeneratorDefinition GeneratorSettingsTables
         Measure PrivateBoard PrivateMeasure
     """),
     ("results and events", """
         AutoCloseConnectionEvent EventSender ExecResult FUSEvent FUSListener ShotResult
     """),
     ("link", """
-        Connection Reader Upcalls
+        Connection JSONExport Reader Upcalls
     """),
     ("shooting and mechanics", """
         ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate

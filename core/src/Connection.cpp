@@ -154,6 +154,14 @@ unsigned Connection::totalReceived() const {
     return reader ? reader->totalReceived() : 0;
 }
 
+std::string Connection::peerAddress() const {
+    return openReader()->peerAddress();
+}
+
+unsigned short Connection::peerPort() const {
+    return openReader()->peerPort();
+}
+
 unsigned Connection::nextId() {
     return openReader()->nextId();
 }

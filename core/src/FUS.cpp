@@ -21,26 +21,18 @@ namespace {
 
 std::atomic<int> g_initCounter{0};
 
-// Boards, by type, as the tables of counts and versions know them.
-struct TypeRow {
-    CountIndex activeCount;
-    VersionType hardware;
-    VersionType firmware;
-};
-constexpr TypeRow TYPES[] = {
-    {NB_PROCESSOR_BOARDS, VERSION_UPB_HARDWARE, VERSION_UPB_FIRMWARE},
-    {NB_ACTIVE_SYNTHESIZER_BOARDS, VERSION_SNT_HARDWARE, VERSION_SNT_FIRMWARE},
-    {NB_ACTIVE_AMPLIFIER_BOARDS, VERSION_AMP_HARDWARE, VERSION_AMP_FIRMWARE},
-    {NB_MECHANICS_BOARDS, VERSION_MOT_HARDWARE, VERSION_MOT_FIRMWARE},
-};
-constexpr unsigned TYPE_COUNT = sizeof(TYPES) / sizeof(*TYPES);
+// By type of board.
+constexpr VersionType HARDWARE_VERSIONS[BOARD_TYPE_COUNT] = {
+    VERSION_UPB_HARDWARE, VERSION_SNT_HARDWARE, VERSION_AMP_HARDWARE, VERSION_MOT_HARDWARE};
+constexpr VersionType FIRMWARE_VERSIONS[BOARD_TYPE_COUNT] = {
+    VERSION_UPB_FIRMWARE, VERSION_SNT_FIRMWARE, VERSION_AMP_FIRMWARE, VERSION_MOT_FIRMWARE};
 
-const TypeRow& typeRow(BoardType type) {
-    const auto index = static_cast<unsigned>(type);
-    if (index >= TYPE_COUNT) {
-        FUS_THROW_INDEX("board type", index, TYPE_COUNT);
+template <class Value>
+Value ofType(const Value (&values)[BOARD_TYPE_COUNT], BoardType type) {
+    if (type >= BOARD_TYPE_COUNT) {
+        FUS_THROW_INDEX("board type", type, BOARD_TYPE_COUNT);
     }
-    return TYPES[index];
+    return values[type];
 }
 
 template <class Record>
@@ -171,15 +163,17 @@ Version FUS::getProtocolVersion() const {
 }
 
 Version FUS::getFirmwareVersion(BoardType type) const {
-    return FUSAccess::getConstConnection(*this)->config().getVersion(typeRow(type).firmware);
+    return FUSAccess::getConstConnection(*this)->config().getVersion(
+        ofType(FIRMWARE_VERSIONS, type));
 }
 
 Version FUS::getHardwareVersion(BoardType type) const {
-    return FUSAccess::getConstConnection(*this)->config().getVersion(typeRow(type).hardware);
+    return FUSAccess::getConstConnection(*this)->config().getVersion(
+        ofType(HARDWARE_VERSIONS, type));
 }
 
 unsigned FUS::getBoardCount(BoardType type) const {
-    return FUSAccess::getConstConnection(*this)->config().getCount(typeRow(type).activeCount);
+    return FUSAccess::getConstConnection(*this)->config().getCount(ofType(BOARDS_IN_USE, type));
 }
 
 unsigned FUS::getDetectedBoardCount(BoardType type) const {

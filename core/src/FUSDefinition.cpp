@@ -18,10 +18,6 @@ using namespace gprotocol;
 
 namespace {
 
-constexpr CountIndex BOARD_COUNTS[BOARD_TYPE_COUNT] = {
-    NB_PROCESSOR_BOARDS, NB_ACTIVE_SYNTHESIZER_BOARDS, NB_ACTIVE_AMPLIFIER_BOARDS,
-    NB_MECHANICS_BOARDS};
-
 void requireDefinition(const GeneratorDefinition& definition) {
     if (!definition.isLoaded()) {
         FUS_THROW_MSG(ERR_CONFIG, "No generator definition loaded");
@@ -117,7 +113,7 @@ void applyThresholds(Generator& generator, const GeneratorConfig& config,
         return;
     }
     const unsigned hwid = boardTypeToHardwareID(type);
-    const unsigned count = std::min(config.getCount(BOARD_COUNTS[type]), config.boardCount(hwid));
+    const unsigned count = std::min(config.getCount(BOARDS_IN_USE[type]), config.boardCount(hwid));
     for (unsigned i = 0; i < count; ++i) {
         const PrivateBoard& record = config.boardAt(hwid, i);
         if (record.active) {
@@ -145,7 +141,7 @@ void FUS::Private::checkConfiguration() {
                definition->measureCount());
     checkAmplifierVersion(definition->amplifierVersion(), config.getVersion(VERSION_AMP_HARDWARE));
     for (const BoardType type : {BOARD_SYNTHESIZER, BOARD_AMPLIFIER, BOARD_MECHANICS}) {
-        checkBoardCount(type, config.getCount(BOARD_COUNTS[type]), definition->boardCount(type));
+        checkBoardCount(type, config.getCount(BOARDS_IN_USE[type]), definition->boardCount(type));
     }
 }
 

@@ -1,5 +1,6 @@
 // What a definition is held against once it is read. The order is that of the log lines.
 
+#include "fus/P_GProtocol.h"
 #include "fus/P_GeneratorDefinition.h"
 #include "fus/P_LogMacros.h"
 

@@ -24,6 +24,7 @@ struct PyFUS {
 
 // Parts of the class that have a source of their own.
 void defineLog(py::class_<PyFUS>& fus);
+void defineIntrospection(py::class_<PyFUS>& fus);
 void defineHardware(py::class_<PyFUS>& fus);
 void defineRawAccess(py::class_<PyFUS>& fus);
 

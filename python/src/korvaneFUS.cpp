@@ -20,9 +20,6 @@ namespace {
 // made, none of them cleans up any more.
 std::int32_t g_pythonInstanceCount = 0;
 
-constexpr unsigned REBOOT_ALL = 9000;
-constexpr unsigned REBOOT_SLAVES = 9001;
-
 FUS& startedLibrary() {
     if (++g_pythonInstanceCount == 1) {
         FUS::init();
@@ -196,12 +193,6 @@ void defineFUS(py::module_& module) {
             "mech", [](PyFUS& self) -> fus::Mechanics& { return self.mech; },
             py::return_value_policy::reference_internal,
             "The mechanical subsystem, used to move the transducer.")
-        .def_property_readonly_static(
-            "REBOOT_ALL", [](const py::object&) { return REBOOT_ALL; },
-            "To reboot the whole system (main board + slaves) (>20 seconds)")
-        .def_property_readonly_static(
-            "REBOOT_SLAVES", [](const py::object&) { return REBOOT_SLAVES; },
-            "To only reboot slave boards, then re-detect them (<5 seconds)")
         .def(
             "setSecurityOnDestruction",
             [](PyFUS& self, bool disconnect) { self.securityOnDestruction = disconnect; },
@@ -227,6 +218,7 @@ void defineFUS(py::module_& module) {
     defineLog(fus);
     defineConnection(fus);
     defineDescription(fus);
+    defineIntrospection(fus);
     defineHardware(fus);
     defineRawAccess(fus);
 }

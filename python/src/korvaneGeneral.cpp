@@ -3,6 +3,7 @@
 #include "korvane.h"
 
 #include "fus/Board.h"
+#include "fus/BoardInfo.h"
 #include "fus/Log.h"
 #include "fus/Mask1D.h"
 #include "fus/Measure.h"
@@ -308,11 +309,29 @@ void defineBoardKinds(py::module_& module) {
                                 "Description of a MOT (mechanical system) board.");
 }
 
+void defineBoardInfo(py::module_& module) {
+    using fus::BoardInfo;
+    py::class_<BoardInfo>(module, "BoardInfo", "Information about an internal board.")
+        .def("hardwareVersion", &BoardInfo::hardwareVersion,
+             "Returns the hardware version.\n\n:return: a :class:`KORVANE.Version`.")
+        .def("firmwareVersion", &BoardInfo::firmwareVersion,
+             "Returns the firmware version.\n\n:return: a :class:`KORVANE.Version`.")
+        .def("firmwareSize", &BoardInfo::firmwareSize,
+             "Returns the firmware binary size in bytes. May be 0 on old versions.")
+        .def("firmwareCRC", &BoardInfo::firmwareCRC,
+             "Returns the CRC of the firmware binary. Can be 16 or 32 bits wide.")
+        .def(
+            "firmwareDatetime",
+            [](const BoardInfo& self) { return toStr(self.firmwareDatetime()); },
+            "Returns the build date and time as a string (not the installation time).");
+}
+
 } // namespace
 
 void defineGeneral(py::module_& module) {
     defineEnums(module);
     defineVersion(module);
+    defineBoardInfo(module);
     defineMeasure(module);
     defineBoard(module);
     defineBoardKinds(module);

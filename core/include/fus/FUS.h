@@ -1,8 +1,10 @@
 #pragma once
 
 #include "fus/Board.h"
+#include "fus/BoardInfo.h"
 #include "fus/Export.h"
 #include "fus/GProtocol.h"
+#include "fus/Message.h"
 #include "fus/Version.h"
 
 #include <memory>
@@ -104,6 +106,46 @@ public:
     BoardMOT getBoardMOT() const;
     /// What is connected; `GEN_UNKNOWN` without a connection or before protocol 3.
     gprotocol::GenType simulatorType() const;
+
+    // --- introspection: asks the hardware, and blocks until it has answered ----------------------
+    //
+    // Each answer is waited for up to the default answer time-out. All throw `ERR_NOT_CONNECTED`
+    // without an open connection, `ERR_TIMEOUT` without an answer, `ERR_PACKET` for a wrong one,
+    // and the `FUSException` with its hardware code for a refusal, where nothing else is said.
+
+    /// Reads the versions that a board reports, or, for the processor before protocol 3.0, those
+    /// that the generator told at connect. On an exception both stay as they were.
+    ///
+    /// @param address the connector of the board on the back panel
+    ///
+    /// In secure mode `ERR_INDEX` for a type above `BOARD_MECHANICS` and `ERR_ARGUMENT` for a board
+    /// that isn't in use; otherwise such a type goes to the generator as the hardware's number.
+    /// `ERR_INDEX` in any mode for another address than 0 of a processor before protocol 3.0.
+    void readBoardVersions(gprotocol::BoardType type, unsigned char address, Version& hardware,
+                           Version& firmware);
+    /// Reads the same, and which firmware the board runs; that stays 0 and empty for a processor
+    /// before protocol 3.0. Errors as above, but the board must be in use, in secure mode, there
+    /// too.
+    BoardInfo readBoardInfo(gprotocol::BoardType type, unsigned char address);
+
+    /// One JSON document about what is connected: link, back panel, all boards with their firmware
+    /// and measures, and the text by which the generator described itself. Objects end in a comma
+    /// where that is easiest to write, so a strict parser refuses it. Bytes are as the generator
+    /// sent them, in no certain encoding. "{}" without a connection.
+    ///
+    /// Active boards are asked for what they didn't tell at connect, one after the other, so that a
+    /// silent one costs the default answer time-out. What the hardware doesn't answer, or refuses,
+    /// stays 0 or empty. Throws only `ERR_NOT_CONNECTED`, when the link is dead or dies meanwhile;
+    /// another thread may disconnect at any time.
+    Message exportJSONConfig();
+
+    /// Reboots the hardware (see `gprotocol::RebootTarget`). When the generator has confirmed, the
+    /// connection is closed and a `ConnectEvent` with reason 0 sent; it must be made anew.
+    ///
+    /// `REBOOT_SLAVES` is confirmed when the slaves are back, so its answer is waited for at least
+    /// 12,000 ms. Another value is refused with `ERR_ARGUMENT` in secure mode; otherwise it is
+    /// sent, and leaves the connection open. So does a reboot that fails.
+    void reboot(unsigned what);
 
     // --- definition: what is connected against what should be (see Generator::loadDefinition) ----
 

@@ -115,6 +115,12 @@ enum Peripheral : std::uint32_t {
 
 inline constexpr std::uint32_t PERIPHERAL_COUNT = 4;
 
+/// What a reboot takes in.
+enum RebootTarget : std::uint32_t {
+    REBOOT_ALL = 9000,   ///< main board and slaves; takes more than 20 seconds
+    REBOOT_SLAVES = 9001 ///< slaves only, which are then detected again; less than 5 seconds
+};
+
 // The tables: name functions, bindings and simulator read these rows.
 
 inline constexpr EnumRow BOARD_TYPES[] = {{BOARD_PROCESSOR, "BOARD_PROCESSOR", "PROCESSOR"},

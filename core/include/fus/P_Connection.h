@@ -1,10 +1,13 @@
 #pragma once
 
+#include "fus/BoardInfo.h"
+#include "fus/GProtocol.h"
 #include "fus/P_GeneratorConfig.h"
 
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
 
 namespace fus {
 
@@ -21,6 +24,13 @@ constexpr unsigned TIMEOUT_INFINITE = 0x0FFFFFFF;
 extern std::atomic<unsigned> g_defaultAnswerTimeout;
 /// Longest uninterrupted wait for an answer [ms].
 constexpr unsigned ANSWER_STEP = 200;
+
+/// How long a reboot is waited for [ms], when the default answer time-out is `usual`: slaves are
+/// detected again before the answer comes.
+constexpr unsigned rebootTimeout(unsigned what, unsigned usual) {
+    constexpr unsigned SLAVES_TIMEOUT = 12000;
+    return what == gprotocol::REBOOT_SLAVES && usual < SLAVES_TIMEOUT ? SLAVES_TIMEOUT : usual;
+}
 
 /// One TCP connection to one generator: commands go out, a reader thread takes every packet off
 /// the socket, and synchronous answers wait in an inbox for whoever sent the command.
@@ -125,6 +135,17 @@ public:
     bool refreshBoardsStatus();
     unsigned getBoardStatus(unsigned hwid, unsigned address) const;
 
+    // --- introspection: see `FUS` ----------------------------------------------------------------
+
+    void readBoardVersions(gprotocol::BoardType type, unsigned address, Version& hardware,
+                           Version& firmware);
+    BoardInfo readBoardInfo(gprotocol::BoardType type, unsigned address);
+    /// Leaves the connection open.
+    void reboot(unsigned what);
+    /// Dotted address and port of the generator: `ERR_NOT_CONNECTED` unless open.
+    std::string peerAddress() const;
+    unsigned short peerPort() const;
+
 private:
     class Reader;
 
@@ -144,6 +165,10 @@ private:
     std::size_t boardsVisited(unsigned hwid) const;
     void resizeForBoards(unsigned hwid, FloatArray& values) const;
     const PrivateMeasure& measureAt(unsigned hwid, unsigned index) const;
+
+    unsigned checkedHardwareID(gprotocol::BoardType type, unsigned address) const;
+    NetPacket askBoard(unsigned hwid, unsigned address, unsigned short command,
+                       const NetPacket& request, unsigned size);
 
     unsigned long long readParam(unsigned hwid, unsigned address, unsigned short param) override;
     void readMeasureDefinition(PrivateBoard& board, unsigned index) override;

@@ -60,6 +60,9 @@ enum BoardCommand : std::uint16_t {
     CMD_BOARD_PARAM_GET = 93
 };
 
+/// What installers call the types of boards, by BoardType.
+inline constexpr const char* BOARD_SHORT_NAMES[BOARD_TYPE_COUNT] = {"UPB", "SNT", "AMP", "MOT"};
+
 /// Result field of a board's answer; a success that carries data repeats the command's number.
 enum BoardResult : std::uint16_t {
     BOARD_RESULT_NO = 78, ///< the letter N: the board refused

@@ -44,6 +44,11 @@ enum CountIndex : unsigned {
 };
 constexpr unsigned COUNT_TOTAL = 20;
 
+/// The count of the boards in use, by BoardType.
+constexpr CountIndex BOARDS_IN_USE[gprotocol::BOARD_TYPE_COUNT] = {
+    NB_PROCESSOR_BOARDS, NB_ACTIVE_SYNTHESIZER_BOARDS, NB_ACTIVE_AMPLIFIER_BOARDS,
+    NB_MECHANICS_BOARDS};
+
 /// The timings of a generator [us, but for TIME_MAX_BOARD_TIMEOUT]. The numbers are part of the
 /// interface.
 enum TimingIndex : unsigned {

@@ -20,10 +20,6 @@ class ConfigSection;
 /// Measures that a channel of an amplifier has, by AmplifierType.
 inline constexpr unsigned EXPECTED_COMPONENTS[gprotocol::AMPLIFIER_COUNT] = {0, 3, 4, 3};
 
-/// "UPB", "SNT", "AMP" and "MOT": what an installer calls the types of boards.
-inline constexpr const char* BOARD_SHORT_NAMES[gprotocol::BOARD_TYPE_COUNT] = {"UPB", "SNT", "AMP",
-                                                                               "MOT"};
-
 /// The generator that an installation is supposed to have, as its installer wrote it down: where it
 /// is, what it is made of, what its voltages and measures may be, and how the raw measures of a
 /// shot become physical values and an emitted power.

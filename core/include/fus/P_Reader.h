@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace fus {
@@ -35,6 +36,9 @@ public:
     bool isClosed() const { return m_closed; }
     unsigned totalSent() const { return m_socket->totalSent(); }
     unsigned totalReceived() const { return m_socket->totalReceived(); }
+
+    std::string peerAddress() const { return m_socket->remoteAddress().toString(); }
+    unsigned short peerPort() const { return m_socket->remotePort(); }
 
     unsigned nextId();
     unsigned sendCommand(unsigned short type, const void* payload, unsigned size);

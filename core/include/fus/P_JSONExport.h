@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+namespace fus {
+
+class Connection;
+
+/// One document about a connected system: link, back panel, boards, and the text by which the
+/// generator described itself. JSON but for commas in front of some closing braces, on purpose.
+///
+/// Boards and back panel are asked for what isn't known, each for the default answer time-out; what
+/// they don't tell stays empty or 0. `ERR_NOT_CONNECTED` when the link is lost meanwhile. The
+/// connection must live to the end of the call; it may be closed by another thread.
+std::string exportJSON(Connection& connection);
+
+} // namespace fus
