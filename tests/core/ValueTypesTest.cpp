@@ -10,8 +10,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace fus;
@@ -121,6 +123,17 @@ TEST(MessageTest, OwnsItsTextAndIsNullWhenEmpty) {
         EXPECT_EQ(nullptr, copyOfEmpty.c_str());
         EXPECT_EQ(0U, copyOfEmpty.size());
     }
+}
+
+TEST(MessageTest, KeepsWhatStandsBehindAZeroWhenItIsGivenAsBytes) {
+    std::unique_ptr<char[]> bytes(new char[4]{'\0', 'a', '\0', '\0'});
+    const char* const where = bytes.get();
+    const Message message = Message::ofBytes(std::move(bytes), 3);
+    const Message copy(message);
+    EXPECT_EQ(where, message.c_str());
+    EXPECT_EQ(std::string("\0a\0", 3), std::string(copy.c_str(), copy.size()));
+    EXPECT_EQ('\0', copy.c_str()[3]);
+    EXPECT_EQ(nullptr, Message::ofBytes(std::unique_ptr<char[]>(new char[1]{}), 0).c_str());
 }
 
 TEST(FloatArrayTest, CopiesAssignsAndResizesItsElements) {
