@@ -1,15 +1,18 @@
-// What stays in the process: log lines, slicing, INI text, a definition.
+// What stays in the process: log lines, slicing, INI text, SHA-1, a definition.
 
 #include "Ratios.h"
 
 #include "fus/P_Config.h"
 #include "fus/P_GeneratorDefinition.h"
 #include "fus/P_LogMacros.h"
+#include "fus/P_SHA.h"
 #include "fus/P_TimeSlicer.h"
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -126,6 +129,85 @@ void parseIni(benchmark::State& state) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 
+// --- SHA-1 ---------------------------------------------------------------------------------------
+
+std::uint32_t rotateLeft(std::uint32_t word, unsigned bits) {
+    return (word << bits) | (word >> (32 - bits));
+}
+
+/// As the standard writes it, with the schedule of 16 words.
+void plainBlock(std::uint32_t* chain, const unsigned char* block) {
+    std::uint32_t w[16];
+    for (unsigned i = 0; i < 16; ++i, block += 4) {
+        w[i] = std::uint32_t{block[0]} << 24U | std::uint32_t{block[1]} << 16U |
+               std::uint32_t{block[2]} << 8U | block[3];
+    }
+    std::uint32_t a = chain[0], b = chain[1], c = chain[2], d = chain[3], e = chain[4];
+    const auto rounds = [&](unsigned first, std::uint32_t constant, auto mix) {
+        for (unsigned t = first; t < first + 20; ++t) {
+            if (t >= 16) {
+                w[t % 16] =
+                    rotateLeft(w[(t - 3) % 16] ^ w[(t - 8) % 16] ^ w[(t - 14) % 16] ^ w[t % 16], 1);
+            }
+            const std::uint32_t next = rotateLeft(a, 5) + mix(b, c, d) + e + constant + w[t % 16];
+            e = d;
+            d = c;
+            c = rotateLeft(b, 30);
+            b = a;
+            a = next;
+        }
+    };
+    const auto choice = [](auto x, auto y, auto z) { return z ^ (x & (y ^ z)); };
+    const auto parity = [](auto x, auto y, auto z) { return x ^ y ^ z; };
+    const auto majority = [](auto x, auto y, auto z) { return (x & y) | (z & (x | y)); };
+    rounds(0, 0x5A827999, choice);
+    rounds(20, 0x6ED9EBA1, parity);
+    rounds(40, 0x8F1BBCDC, majority);
+    rounds(60, 0xCA62C1D6, parity);
+    chain[0] += a;
+    chain[1] += b;
+    chain[2] += c;
+    chain[3] += d;
+    chain[4] += e;
+}
+
+constexpr std::size_t MEGABYTE = 1U << 20U;
+
+void plainSHA1(benchmark::State& state) {
+    const std::string message(MEGABYTE, 'x');
+    std::uint32_t first = 0;
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(message.data());
+    for (auto _ : state) {
+        std::uint32_t chain[] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
+        for (std::size_t at = 0; at < MEGABYTE; at += 64) {
+            plainBlock(chain, bytes + at);
+        }
+        // The padding of a message of whole blocks.
+        std::array<unsigned char, 64> last{0x80};
+        last[61] = (MEGABYTE * 8 >> 16U) & 0xFFU;
+        last[60] = (MEGABYTE * 8 >> 24U) & 0xFFU;
+        plainBlock(chain, last.data());
+        benchmark::DoNotOptimize(chain);
+        first = chain[0];
+    }
+    if (first != 0xE37F4D5B) {
+        state.SkipWithError("a bad digest");
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(MEGABYTE));
+}
+
+void librarySHA1(benchmark::State& state) {
+    const std::string message(MEGABYTE, 'x');
+    for (auto _ : state) {
+        SHA1 sha;
+        sha.init();
+        sha.addData(message.data(), message.size());
+        sha.close();
+        benchmark::DoNotOptimize(sha.digest());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(MEGABYTE));
+}
+
 // --- a definition --------------------------------------------------------------------------------
 
 /// As an installer writes one, with every section.
@@ -180,6 +262,10 @@ BENCHMARK(slicing);
 BENCHMARK(findLineEnds)->Unit(benchmark::kMicrosecond);
 BENCHMARK(parseIni)->Unit(benchmark::kMicrosecond);
 FUS_AT_LEAST(parseIni, findLineEnds, 0.04);
+
+BENCHMARK(plainSHA1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(librarySHA1)->Unit(benchmark::kMicrosecond);
+FUS_AT_LEAST(librarySHA1, plainSHA1, 0.9);
 
 BENCHMARK(loadDefinition)->Unit(benchmark::kMicrosecond);
 

@@ -22,7 +22,7 @@ FLOORS = [
         mprotocol
     """),
     ("files", """
-        Config
+        Checksum ChecksumPrivate Config SHA
     """),
     ("wire", """
         ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
