@@ -3,6 +3,7 @@
 #include "IniValues.h"
 #include "MeasureDescriptions.h"
 #include "Parameters.h"
+#include "Wiring.h"
 
 #include "fus/P_GProtocol.h"
 
@@ -84,7 +85,6 @@ BoardDescription describeBoard(const Config& ini, const PrivateBoard& source, bo
     BoardDescription board;
     board.hwid = source.hwid;
     board.address = source.address;
-    board.active = source.active;
     board.hardwareVersion = components(source.hardwareVersion);
     board.firmwareVersion = components(source.firmwareVersion);
     describeDetails(ini, source, isV2, board);
@@ -97,8 +97,30 @@ BoardDescription describeBoard(const Config& ini, const PrivateBoard& source, bo
     }
     if (const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(&source)) {
         board.hasPowerSwitch = amplifier->hasPowerSupplyControl;
+        for (std::size_t i = 0; i < amplifier->channelMeasures.size(); ++i) {
+            board.channelMeasures.push_back(
+                describeChannelMeasure(ini, i, *amplifier->channelMeasures[i]));
+        }
     }
     return board;
+}
+
+// Channels that an amplifier drives: what the back panel lets it, if it has them.
+std::size_t channelsOf(const PrivateBoard& board, const Wiring& wiring, bool isV2) {
+    const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(&board);
+    if (!amplifier) {
+        return 0;
+    }
+    const std::size_t built = amplifier->channelMask.activeCount();
+    return isV2 ? built : std::min(built, channelsOfSlot(wiring.amp, board.address));
+}
+
+const BoardDescription* firstAmplifier(const Description& description) {
+    const auto& boards = description.boards;
+    const auto found = std::find_if(boards.begin(), boards.end(), [](const auto& board) {
+        return board.hwid == HWID_AMPLIFIER && board.active;
+    });
+    return found == boards.end() ? nullptr : &*found;
 }
 
 } // namespace
@@ -117,22 +139,27 @@ const char* boardTypeName(unsigned hwid) {
 }
 
 void describeBoards(const Config& ini, const GeneratorConfig& config, Description& result) {
-    std::size_t channel = 0;
     for (const auto& source : config.boards()) {
         result.boards.push_back(describeBoard(ini, *source, result.isV2()));
-        const auto* amplifier = dynamic_cast<const PrivateBoardAMP*>(source.get());
-        if (amplifier && amplifier->active) {
-            BoardDescription& board = result.boards.back();
-            board.firstChannel = std::min(channel, result.channelCount);
-            channel += amplifier->channelMask.activeCount();
-            board.channelCount = std::min(channel, result.channelCount) - board.firstChannel;
-        }
     }
-    if (const PrivateBoardAMP* amplifier = config.firstActiveAmp()) {
-        const MeasureList& measures = amplifier->channelMeasures;
-        for (std::size_t i = 0; i < measures.size(); ++i) {
-            result.channelMeasures.push_back(describeChannelMeasure(ini, i, *measures[i]));
-        }
+}
+
+void applyWiring(const GeneratorConfig& config, const Wiring& wiring, Description& result) {
+    result.wiring = wiring;
+    result.channelCount = config.getCount(NB_CHANNELS);
+    const BoardDescription* previous = firstAmplifier(result);
+    std::size_t channel = 0;
+    for (BoardDescription& board : result.boards) {
+        const PrivateBoard* source = config.findBoard(board.hwid, board.address);
+        board.active = source && source->active;
+        const std::size_t count = board.active ? channelsOf(*source, wiring, result.isV2()) : 0;
+        board.firstChannel = std::min(channel, result.channelCount);
+        channel += count;
+        board.channelCount = std::min(channel, result.channelCount) - board.firstChannel;
+    }
+    const BoardDescription* first = firstAmplifier(result);
+    if (first && first != previous) {
+        result.channelMeasures = first->channelMeasures;
     }
 }
 

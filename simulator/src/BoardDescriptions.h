@@ -12,8 +12,11 @@ namespace simulator {
 // "UPB", "SNT", "AMP" or "MOT".
 const char* boardTypeName(unsigned hwid);
 
-// Needs the protocol's and the channels' number. Throws DescriptionError.
+// Throws DescriptionError. Needs the protocol's number.
 void describeBoards(const Config& ini, const GeneratorConfig& config, Description& result);
+
+// Which boards and channels are in use, by what a text says of the same boards.
+void applyWiring(const GeneratorConfig& config, const Wiring& wiring, Description& result);
 
 } // namespace simulator
 } // namespace fus

@@ -52,6 +52,7 @@ const Commands::Row* Commands::findRow(unsigned type) {
         {CMD_BOARD_CMD, 0, ANY_PROTOCOL, &Commands::boardCommand},
         {CMD_SYSTEM_STATE, 300, ANY_PROTOCOL, &Commands::systemState},
         {CMD_CHANNEL_STATE, 300, ANY_PROTOCOL, &Commands::channelState},
+        {CMD_BACKPANEL_CONFIG, 301, ANY_PROTOCOL, &Commands::backPanel},
         {CMD_AMPLIFIER_POWER_SUPPLY, 300, ANY_PROTOCOL, &Commands::amplifierSupply},
         {CMD_SEND_HEARTBEAT, 300, ANY_PROTOCOL, &Commands::heartBeat, true},
         {CMD_TRIGGER_PULSE, 300, ANY_PROTOCOL, &Commands::triggerPulse},
@@ -258,6 +259,28 @@ Reply Commands::channelState(const Request& request) {
     }
     ByteReader reader(request.payload);
     writeChannelStates(m_hardware, reader);
+    return reply;
+}
+
+Reply Commands::backPanel(const Request& request) {
+    ByteReader reader(request.payload);
+    const std::uint32_t command = reader.u32();
+    Reply reply;
+    switch (command) {
+    case BKP_CMD_READ:
+        reply.type = ANSWER_BACKPANEL;
+        reply.payload = m_backPanel.read(reader);
+        break;
+    case BKP_CMD_SET:
+        m_backPanel.set(reader);
+        reply.endsLink = true;
+        break;
+    case BKP_CMD_CLEAR:
+        m_backPanel.clear(reader);
+        break;
+    default:
+        refuse(INCORRECT_PARAMETER, command, "Unknown command for the back panel.");
+    }
     return reply;
 }
 

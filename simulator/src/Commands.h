@@ -2,10 +2,7 @@
 #pragma once
 
 #include "Bytes.h"
-#include "Executor.h"
-#include "Hardware.h"
-#include "MotBoard.h"
-#include "RunControl.h"
+#include "Machine.h"
 
 #include "fus/P_GProtocol.h"
 
@@ -26,6 +23,7 @@ struct Reply {
     Bytes payload;
     bool isSilent = false;    // no answer
     bool isEnd = false;       // the client has said good-bye
+    bool endsLink = false;    // the generator ends the link unless the client does
     bool isPulse = false;     // a pulse comes behind the answer, so that its results do too
     std::uint32_t waitUs = 0; // the answer, and all that follows, waits so long
     std::optional<Job> job;   // to be started with the answer; its outlet isn't set
@@ -33,8 +31,9 @@ struct Reply {
 
 class Commands {
 public:
-    Commands(Hardware& hardware, Executor& executor, RunControl& control, MotBoard& mot)
-        : m_hardware(hardware), m_executor(executor), m_control(control), m_mot(mot) {}
+    Commands(Machine& machine, Surroundings& surroundings)
+        : m_hardware(machine.hardware), m_executor(machine.executor), m_control(machine.control),
+          m_mot(surroundings.mot), m_backPanel(surroundings.backPanel) {}
 
     // Throws a Refusal.
     Reply carryOut(const Request& request);
@@ -54,6 +53,7 @@ private:
     Reply boardCommand(const Request& request);
     Reply systemState(const Request& request);
     Reply channelState(const Request& request);
+    Reply backPanel(const Request& request);
     Reply amplifierSupply(const Request& request);
     Reply heartBeat(const Request& request);
     Reply triggerPulse(const Request& request);
@@ -66,6 +66,7 @@ private:
     Executor& m_executor;
     RunControl& m_control;
     MotBoard& m_mot;
+    BackPanel& m_backPanel;
 };
 
 } // namespace simulator

@@ -7,6 +7,7 @@
 #include "Parameters.h"
 #include "Refusal.h"
 #include "WireText.h"
+#include "Wiring.h"
 
 #include "fus/FUSException.h"
 #include "fus/P_Config.h"
@@ -103,6 +104,35 @@ void describeGeneratorParameters(const Config& ini, Description& result) {
     }
 }
 
+const char* textOf(const ConfigSection& section, const char* key) {
+    const char* text = section.getString(key, "");
+    return text ? text : "";
+}
+
+Wiring readWiring(const Config& ini) {
+    const ConfigSection* section = ini.findSection("BKP");
+    return section ? wiringFromText(textOf(*section, "snt_chr"), textOf(*section, "amp_chr"))
+                   : Wiring();
+}
+
+void describeFlash(const Config& ini, Description& result) {
+    const std::string name = "simulator/backpanel";
+    const ConfigSection* section = ini.findSection(name.c_str());
+    if (!section) {
+        return;
+    }
+    checkKeys(*section, name, {"flash_snt", "flash_amp"});
+    if (!result.hasBackPanel()) {
+        fail("[" + name + "]: there is none to be changed before protocol 3.1");
+    }
+    result.flash = wiringFromText(textOf(*section, "flash_snt"), textOf(*section, "flash_amp"));
+    try {
+        result.rewired(*result.flash);
+    } catch (const DescriptionError& error) {
+        fail("[" + name + "]: " + error.what());
+    }
+}
+
 void checkTotals(const Description& result) {
     const std::size_t size = result.wireText.size();
     if (size < MIN_INI_SIZE || size > MAX_INI_SIZE) {
@@ -125,13 +155,13 @@ void checkTotals(const Description& result) {
 
 void describe(const Config& ini, const GeneratorConfig& config, Description& result) {
     result.protocolNumber = config.protocolNumber();
-    result.channelCount = config.getCount(NB_CHANNELS);
     result.bufferCount = config.getCount(NB_BUFFERS);
     result.maxShots = config.getCount(NB_MAX_TRAJECTORY_SIZE);
     result.hasTriggerInput = config.getFlag(FLAG_TRIGGER_INPUT);
     result.hasMultiplexer = config.getFlag(FLAG_MULTIPLEXER);
     result.hasMechanics = config.mot() != nullptr;
     describeBoards(ini, config, result);
+    applyWiring(config, readWiring(ini), result);
     if (result.isV2()) {
         describeV2Measures(ini, config, result);
     }
@@ -145,6 +175,7 @@ void describe(const Config& ini, const GeneratorConfig& config, Description& res
         describeMechanics(ini, result.mechanics);
     }
     checkTotals(result);
+    describeFlash(ini, result);
 }
 
 } // namespace
@@ -162,6 +193,31 @@ Description Description::parse(const std::string& text) {
     } catch (const FUSException& exception) {
         fail(std::string("not a generator's INI text: ") + exception.what());
     }
+    return result;
+}
+
+Description Description::rewired(const Wiring& next) const {
+    const std::string flaw = flawOf(next);
+    if (!flaw.empty()) {
+        fail(flaw);
+    }
+    Description result = *this;
+    result.wireText = withBackPanel(wireText, wiringText(next.snt), wiringText(next.amp));
+    GeneratorConfig config;
+    try {
+        config.load(result.wireText);
+    } catch (const FUSException& exception) {
+        fail(std::string("a text that can't be read: ") + exception.what());
+    }
+    const auto tells = [](const Mask1D& mask, const std::vector<bool>& flags) {
+        return mask == Mask1D(wiringText(flags).c_str(), 0);
+    };
+    if (!tells(config.sntConfiguration(), next.snt) ||
+        !tells(config.ampConfiguration(), next.amp)) {
+        fail("its text has no place for the channels in use");
+    }
+    applyWiring(config, next, result);
+    checkTotals(result);
     return result;
 }
 

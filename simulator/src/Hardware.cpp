@@ -42,6 +42,12 @@ Hardware::Hardware(const Description& description, const Physics& physics, const
     }
 }
 
+void Hardware::takeBoards(const Hardware& other) {
+    std::scoped_lock lock(m_mutex, other.m_mutex);
+    m_boards = other.m_boards;
+    ++m_parameterVersion;
+}
+
 void Hardware::fillBoard(const BoardDescription& board) {
     BoardState& filled = m_boards[{board.hwid, board.address}];
     filled = BoardState();

@@ -42,6 +42,9 @@ public:
 
     const Description& description() const { return m_description; }
 
+    // What boards of another one hold: parameters, thresholds, status. It has the same boards.
+    void takeBoards(const Hardware& other);
+
     // --- buffers ---
     // Null: nothing in it.
     std::shared_ptr<const Trajectory> trajectory(std::size_t buffer) const;

@@ -27,6 +27,7 @@ constexpr std::uint32_t EDIT_WHILE_EXEC = 0x13110000;
 constexpr std::uint32_t NOTHING_TO_EXECUTE = 0x13120000;
 constexpr std::uint32_t CANNOT_SWITCH = 0x13130000;
 constexpr std::uint32_t UNAVAILABLE_HARDWARE = 0x13140000;
+constexpr std::uint32_t UNAVAILABLE_DATA = 0x13150000;
 constexpr std::uint32_t OUT_OF_RANGE = 0x13160000;
 
 // Thrown while a command is carried out; becomes the error answer of the generation, or a board's

@@ -18,14 +18,17 @@ constexpr std::size_t READ_SIZE = 65536;
 constexpr unsigned SLICE_MS = 50;
 // A client that stops within a packet, or that doesn't close after its good-bye, is cut off.
 constexpr std::chrono::seconds PATIENCE{5};
+// After what ends the link, a client has so long to close it by itself.
+constexpr std::chrono::seconds FAREWELL{2};
 
 } // namespace
 
-Session::Session(const SessionEnvironment& environment, platform::Socket socket)
-    : m_env(environment), m_outlet(std::make_shared<Outlet>(socket, environment.faults)),
-      m_commands(environment.hardware, environment.executor, environment.control, environment.mot),
-      m_lastInput(Clock::now()) {
-    m_env.journal.clientCame();
+Session::Session(std::shared_ptr<Machine> machine, Surroundings& surroundings,
+                 platform::Socket socket)
+    : m_machine(std::move(machine)), m_surroundings(surroundings),
+      m_outlet(std::make_shared<Outlet>(socket, surroundings.faults)),
+      m_commands(*m_machine, surroundings), m_lastInput(Clock::now()) {
+    m_surroundings.journal.clientCame();
     m_thread = std::thread([this] { run(); });
 }
 
@@ -35,14 +38,14 @@ Session::~Session() {
 }
 
 void Session::note(const char* format, ...) const {
-    if (!m_env.log) {
+    if (!m_surroundings.log) {
         return;
     }
     std::va_list arguments;
     va_start(arguments, format);
     const std::string line = formattedList(format, arguments);
     va_end(arguments);
-    m_env.log(line);
+    m_surroundings.log(line);
 }
 
 void Session::run() {
@@ -52,10 +55,10 @@ void Session::run() {
     }
     m_ending = true;
     m_outlet->cut();
-    m_env.executor.stopAndWait(STOP_ABANDONED);
-    m_env.mot.clientGone();
+    m_machine->executor.stopAndWait(STOP_ABANDONED);
+    m_surroundings.mot.clientGone();
     note("client gone");
-    m_env.journal.clientGone();
+    m_surroundings.journal.clientGone();
     m_over = true;
 }
 
@@ -75,6 +78,10 @@ void Session::serve() {
         if (count > 0) {
             m_lastInput = Clock::now(); // not when it came: a command may have waited since
         }
+        if (m_lateAnswers.empty() && Clock::now() > m_leaveAt) {
+            note("the generator ends the link");
+            return;
+        }
         if (isStuck()) {
             note("the client has stopped halfway: cut off");
             return;
@@ -84,7 +91,7 @@ void Session::serve() {
 
 // The length of the INI text, and the text itself, ahead of any packet.
 bool Session::sendWelcome() {
-    const std::string& text = m_env.hardware.description().wireText;
+    const std::string& text = m_machine->hardware.description().wireText;
     Bytes welcome;
     ByteWriter(welcome).u32(static_cast<std::uint32_t>(text.size())).text(text);
     return m_outlet->send(welcome);
@@ -108,6 +115,7 @@ bool Session::sendLateAnswers() {
             m_lateAnswers.push_back(std::move(answer));
         } else {
             sent = sendAnswer(answer.data, answer.startsJob) && sent;
+            m_leaveAt = m_isLeaving ? Clock::now() + FAREWELL : m_leaveAt;
         }
     }
     return sent;
@@ -153,12 +161,12 @@ bool Session::handlePacket(const Request& request) {
     if (m_ending) {
         return true; // nothing counts after good-bye
     }
-    m_env.journal.addCommand(request.id, request.type, request.payload);
+    m_surroundings.journal.addCommand(request.id, request.type, request.payload);
     note("command %u, id %u, %zu bytes", request.type, static_cast<unsigned>(request.id),
          request.payload.size());
     std::optional<Fault> fault;
-    if (m_env.faults.any()) {
-        fault = m_env.faults.refusal(request.type);
+    if (m_surroundings.faults.any()) {
+        fault = m_surroundings.faults.refusal(request.type);
     }
     try {
         return fault ? deliver(request, refusalPacket(request, *fault), false) : carryOut(request);
@@ -175,10 +183,10 @@ bool Session::carryOut(const Request& request) {
     Reply reply = m_commands.carryOut(request);
     if (reply.isEnd) {
         m_ending = true;
-        m_env.executor.stopAndWait(STOP_ABANDONED);
-        m_env.mot.clientGone();
+        m_machine->executor.stopAndWait(STOP_ABANDONED);
+        m_surroundings.mot.clientGone();
     }
-    if (reply.isSilent && !m_env.faults.has(FaultKind::ANSWER_SILENT)) {
+    if (reply.isSilent && !m_surroundings.faults.has(FaultKind::ANSWER_SILENT)) {
         return true;
     }
     if (reply.waitUs > 0) {
@@ -187,15 +195,26 @@ bool Session::carryOut(const Request& request) {
     const bool startsJob = reply.job.has_value();
     if (startsJob) {
         reply.job->outlet = m_outlet;
-        m_env.executor.accept(std::move(*reply.job));
+        m_machine->executor.accept(std::move(*reply.job));
+    }
+    if (reply.endsLink) {
+        leave();
     }
     const bool delivered =
         deliver(request, Packet{request.id, reply.type, std::move(reply.payload)}, startsJob);
-    m_env.mot.release(m_outlet, request.id);
+    m_surroundings.mot.release(m_outlet, request.id);
     if (reply.isPulse) {
-        m_env.control.pulse();
+        m_machine->control.pulse();
     }
     return delivered;
+}
+
+// Everything is answered as before until the link is closed.
+void Session::leave() {
+    m_machine->executor.stopAndWait(STOP_ABANDONED);
+    m_surroundings.mot.clientGone();
+    m_leaveAt = Clock::now() + FAREWELL;
+    m_isLeaving = true;
 }
 
 Packet Session::refusalPacket(const Request& request, const Fault& fault) const {
@@ -216,7 +235,8 @@ Packet Session::refusalPacket(const Request& request, const Fault& fault) const 
         packet.type = ANSWER_ERROR_MSGV3;
         break;
     default:
-        packet.type = m_env.hardware.description().isV2() ? ANSWER_ERROR_MSG : ANSWER_ERROR_MSGV3;
+        packet.type =
+            m_machine->hardware.description().isV2() ? ANSWER_ERROR_MSG : ANSWER_ERROR_MSGV3;
         break;
     }
     ByteWriter writer(packet.payload);
@@ -248,8 +268,8 @@ Packet Session::refusalPacket(const Request& request, const Refusal& refusal) co
 // also when the acknowledgement itself gets lost.
 bool Session::deliver(const Request& request, Packet packet, bool startsJob) {
     FaultBook::Verdict verdict;
-    if (m_env.faults.any()) {
-        verdict = m_env.faults.distort(request.type, packet);
+    if (m_surroundings.faults.any()) {
+        verdict = m_surroundings.faults.distort(request.type, packet);
     }
     Bytes data;
     if (!verdict.missing) {
@@ -264,29 +284,29 @@ bool Session::deliver(const Request& request, Packet packet, bool startsJob) {
 }
 
 bool Session::sendAnswer(const Bytes& data, bool startsJob) {
-    if (startsJob && m_env.faults.has(FaultKind::RESULTS_WITH_ACK)) {
-        m_env.executor.release(data);
+    if (startsJob && m_surroundings.faults.has(FaultKind::RESULTS_WITH_ACK)) {
+        m_machine->executor.release(data);
         return true;
     }
-    if (startsJob && m_env.faults.has(FaultKind::RESULTS_BEFORE_ACK)) {
-        m_env.executor.release({}, data);
+    if (startsJob && m_surroundings.faults.has(FaultKind::RESULTS_BEFORE_ACK)) {
+        m_machine->executor.release({}, data);
         return true;
     }
     const bool sent = data.empty() || m_outlet->send(data);
     if (startsJob) {
-        m_env.executor.release();
+        m_machine->executor.release();
     }
     return sent;
 }
 
 void Session::waitSimulated(std::uint32_t microseconds) {
-    if (m_env.timeScale <= 0) {
-        m_env.executor.settle();
-        if (!m_env.executor.isBusy()) {
-            m_env.hardware.rest(microseconds);
+    if (m_surroundings.timeScale <= 0) {
+        m_machine->executor.settle();
+        if (!m_machine->executor.isBusy()) {
+            m_machine->hardware.rest(microseconds);
         }
     }
-    const std::chrono::duration<double, std::micro> real(microseconds * m_env.timeScale);
+    const std::chrono::duration<double, std::micro> real(microseconds * m_surroundings.timeScale);
     const auto end = Clock::now() + std::chrono::duration_cast<Clock::duration>(real);
     while (Clock::now() < end && !m_outlet->isCut()) {
         const Clock::duration slice = std::chrono::milliseconds(SLICE_MS);

@@ -2,9 +2,7 @@
 #pragma once
 
 #include "Commands.h"
-#include "Executor.h"
-#include "FaultBook.h"
-#include "Journal.h"
+#include "Machine.h"
 #include "Outlet.h"
 #include "Refusal.h"
 
@@ -20,27 +18,16 @@
 namespace fus {
 namespace simulator {
 
-struct SessionEnvironment {
-    Hardware& hardware;
-    RunControl& control;
-    MotBoard& mot;
-    Executor& executor;
-    FaultBook& faults;
-    Journal& journal;
-    double timeScale;
-    const std::function<void(const std::string&)>& log;
-};
-
 class Session {
 public:
-    Session(const SessionEnvironment& environment, platform::Socket socket);
+    Session(std::shared_ptr<Machine> machine, Surroundings& surroundings, platform::Socket socket);
     // Cuts the client off and joins the thread.
     ~Session();
 
     void cut() { m_outlet->cut(); }
     bool isOver() const { return m_over; }
-    // The client has said good-bye, or has gone.
-    bool isEnding() const { return m_ending; }
+    // The client has said good-bye, or has gone, or is to go.
+    bool isEnding() const { return m_ending || m_isLeaving; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -58,6 +45,7 @@ private:
     unsigned sliceMs() const;
     bool sendLateAnswers();
     bool isStuck() const;
+    void leave();
     void receive(const std::uint8_t* data, std::size_t size);
     bool handleInput();
     bool handlePacket(const Request& request);
@@ -69,7 +57,8 @@ private:
     void waitSimulated(std::uint32_t microseconds);
 
     // constant after construction
-    const SessionEnvironment m_env;
+    const std::shared_ptr<Machine> m_machine;
+    Surroundings& m_surroundings;
     const std::shared_ptr<Outlet> m_outlet;
     Commands m_commands;
 
@@ -78,9 +67,11 @@ private:
     std::size_t m_inputStart = 0;
     Clock::time_point m_lastInput;
     std::vector<LateAnswer> m_lateAnswers;
+    Clock::time_point m_leaveAt = Clock::time_point::max(); // the generator ends the link then
 
     std::atomic<bool> m_over{false};
     std::atomic<bool> m_ending{false};
+    std::atomic<bool> m_isLeaving{false};
     std::thread m_thread;
 };
 

@@ -51,6 +51,16 @@ enum Answer : std::uint16_t {
     ANSWER_BACKPANEL = 1311
 };
 
+/// What CMD_BACKPANEL_CONFIG is to do, at the head of its payload (32 bits).
+enum BackPanelCommand : std::uint32_t {
+    BKP_CMD_READ = 0x9DC0178D,
+    BKP_CMD_SET = 0x9DC0178E,
+    BKP_CMD_CLEAR = 0x9DC0178F ///< the FLASH
+};
+
+/// Most channels that a configuration of the back panel tells.
+inline constexpr std::uint32_t BKP_MAX_CHANNELS = 4096;
+
 /// Board commands that all boards understand; those of a mechanical board come on top.
 enum BoardCommand : std::uint16_t {
     CMD_BOARD_VERSION = 70,

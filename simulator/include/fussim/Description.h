@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -52,6 +53,13 @@ struct ChannelMeasureDescription {
     MeasureCurve curve;
 };
 
+// What the back panel says: the channels of the boards that are in use, a flag for each channel of
+// each slot. Both masks are of one size.
+struct Wiring {
+    std::vector<bool> snt;
+    std::vector<bool> amp;
+};
+
 struct BoardDescription {
     unsigned hwid = 0;
     unsigned address = 0;
@@ -64,6 +72,7 @@ struct BoardDescription {
     unsigned crcFormat = 1;              // of what it says of its firmware: 0 or 1
     std::uint32_t firmwareSize = 131072; // [bytes], only told in format 1
     std::vector<BoardMeasureDescription> measures;
+    std::vector<ChannelMeasureDescription> channelMeasures; // of an amplifier
     std::size_t firstChannel = 0; // of an active amplifier, in the generator's numbering
     std::size_t channelCount = 0;
     bool hasPowerSwitch = false;       // of an amplifier
@@ -112,7 +121,7 @@ struct Description {
     bool hasMultiplexer = false;
     bool hasMechanics = false;
     std::vector<BoardDescription> boards; // processor, synthesizers, amplifiers, mechanics
-    std::vector<ChannelMeasureDescription> channelMeasures;
+    std::vector<ChannelMeasureDescription> channelMeasures; // of the first active amplifier
     // What amplifiers of protocol 2 measure, and how many such values the generator gives.
     BoardMeasureDescription temperature, current;
     std::size_t temperatureCount = 0, currentCount = 0;
@@ -120,13 +129,20 @@ struct Description {
     LoadDescription load;
     MechanicsDescription mechanics; // no axes without a mechanical board
     std::uint32_t watchdogUs = 2100000;
+    Wiring wiring;               // that the text tells; none in protocol 2
+    std::optional<Wiring> flash; // of the back panel, at start; it overrules the text's
     // Start values of board parameters, by hardware id; and of the one-byte generator parameters of
     // protocol 2.
     std::map<unsigned, std::map<unsigned, std::uint64_t>> boardParameters;
     std::map<unsigned, std::uint8_t> generatorParameters;
 
+    // The same generator with other channels in use: its text says so, and all that follows from
+    // it. Throws DescriptionError if it couldn't work like this.
+    Description rewired(const Wiring& next) const;
+
     bool isV2() const { return protocolNumber < 300; }
     bool hasV3Uploads() const { return protocolNumber >= 301; }
+    bool hasBackPanel() const { return protocolNumber >= 301; } // that clients may change
     // Its synthesizers tell that their watchdog has cut a shot.
     bool detectsWatchdog() const;
     const BoardDescription* findBoard(unsigned hwid, unsigned address) const;

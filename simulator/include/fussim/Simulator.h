@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,8 @@ public:
 
 // One client is served at a time. A second one is closed at once, unless the first has announced
 // its end. What a client leaves behind is kept for the next one: buffers, parameters, thresholds,
-// channel states; a running execution stops when its client goes.
+// channel states; a running execution stops when its client goes. A change of the back panel counts
+// from the next client on, for whom buffers are empty and all channels on.
 //
 // All members may be called from any thread, but start and stop from one at a time.
 class Simulator {
@@ -51,6 +53,7 @@ public:
     void stop();
     // 0 unless started.
     std::uint16_t port() const;
+    // As it was given. The channels in use may be others since: see backPanel.
     const Description& description() const;
 
     void addFault(const Fault& fault);
@@ -88,6 +91,10 @@ public:
     BoardRecord board(unsigned hwid, unsigned address) const;
     bool peripheralState(unsigned peripheral) const; // 0 to 3
     void setBoardStatus(unsigned hwid, unsigned address, std::uint32_t status);
+
+    // The channels in use, and those that the FLASH holds, if it holds any.
+    Wiring backPanel() const;
+    std::optional<Wiring> backPanelFlash() const;
 
     // --- The mechanical board ---
     MechanicsState mechanics() const;
