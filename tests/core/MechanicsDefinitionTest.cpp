@@ -4,6 +4,7 @@
 #include "support/Faults.h"
 #include "support/LogCapture.h"
 #include "support/MechanicsFixture.h"
+#include "support/SourceTree.h"
 
 #include <gtest/gtest.h>
 
@@ -205,7 +206,7 @@ TEST_F(MechanicsDefinition, ReadsWhatIsLeftOfAFile) {
     EXPECT_FALSE(mech().loadDefinition("no such file"));
     EXPECT_TRUE(log.hasPart("Configuration parse error: Invalid stream/file. ("));
     EXPECT_EQ(log.texts()[0], "Loading mechanical definition from 'no such file'");
-    EXPECT_FALSE(mech().loadDefinition(FUS_TEST_SOURCE_DIR)); // a directory
+    EXPECT_FALSE(mech().loadDefinition(sourceTree().c_str())); // a directory
     EXPECT_TRUE(load("[File]\n[Axis5/Board]\na=1\n"));
     EXPECT_TRUE(log.has("Missing file version, please update!"));
     EXPECT_TRUE(log.has("  0 actuators loaded"));

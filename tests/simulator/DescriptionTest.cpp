@@ -1,5 +1,7 @@
 #include "fussim/Description.h"
 
+#include "support/SourceTree.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -50,7 +52,7 @@ TEST(Description, ShipsOneForEachGeneration) {
 
 TEST(Description, BuildsInTheVeryFilesThatAreShipped) {
     for (const std::string protocol : {"2.5", "3.0", "3.1"}) {
-        std::ifstream file(std::string(FUS_TEST_SOURCE_DIR) + "/simulator/descriptions/generator-" +
+        std::ifstream file(fus::test::sourceTree() + "/simulator/descriptions/generator-" +
                            protocol + ".ini");
         std::ostringstream text;
         text << file.rdbuf();
