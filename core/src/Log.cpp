@@ -17,6 +17,7 @@ namespace {
 constexpr unsigned SINK_STDOUT = 1;
 constexpr unsigned SINK_STDERR = 2;
 constexpr unsigned SINK_FILE = 4;
+constexpr unsigned SINK_RECEIVER = 8;
 
 constexpr std::size_t BASE_NAME_WIDTH = 16;
 
@@ -185,11 +186,12 @@ PrivateLog::PrivateLog()
 std::size_t PrivateLog::format(Log::Level level, const char* file, unsigned lineNumber,
                                const char* messageFormat, va_list arguments) {
     char* const message = putPrefix(line, level, file, lineNumber);
-    const auto prefix = static_cast<std::size_t>(message - line);
+    prefixLength = static_cast<std::size_t>(message - line);
     *message = '\0';
     if (messageFormat == nullptr)
-        return prefix;
-    return prefix + formatMessage(message, LINE_ROOM - prefix, messageFormat, arguments);
+        return prefixLength;
+    return prefixLength +
+           formatMessage(message, LINE_ROOM - prefixLength, messageFormat, arguments);
 }
 
 bool PrivateLog::fileTakesLine(unsigned sinks) {
@@ -206,7 +208,7 @@ bool PrivateLog::fileTakesLine(unsigned sinks) {
     return false;
 }
 
-void PrivateLog::write(std::size_t length, unsigned sinks) {
+void PrivateLog::write(Log::Level level, std::size_t length, unsigned sinks) {
     const bool toFile = fileTakesLine(sinks);
     // with its newline in place a line is one write; the buffer has a character to spare for it
     line[length++] = '\n';
@@ -218,6 +220,10 @@ void PrivateLog::write(std::size_t length, unsigned sinks) {
     }
     if (toFile) // not buffered, so there is nothing to flush
         putToFile(stream.load(), line, length);
+    if (receiver != nullptr) {
+        line[length - 1] = '\0';
+        receiver(receiverContext, level, line + prefixLength);
+    }
 }
 
 void PrivateLog::putToFile(std::FILE* file, const char* text, std::size_t length) {
@@ -300,7 +306,7 @@ void Log::loG(Level level, const char* file, unsigned line, const char* format, 
     va_start(arguments, format);
     const std::size_t length = log->format(level, file, line, format, arguments);
     va_end(arguments);
-    log->write(length, s_sinks.load(std::memory_order_relaxed));
+    log->write(level, length, s_sinks.load(std::memory_order_relaxed));
 }
 
 void Log::reportLateCall(Level level, const char* file, unsigned line) {
@@ -382,6 +388,16 @@ unsigned Log::getFileLimit() const {
 void Log::setFileLimit(unsigned bytes) {
     if (PrivateLog* const log = liveLog())
         log->fileLimit.store(bytes, std::memory_order_relaxed);
+}
+
+void Log::setReceiver(Receiver receiver, void* context) {
+    PrivateLog* const log = liveLog();
+    if (log == nullptr)
+        return;
+    const MutexLocker lock(log->ownedMutex);
+    log->receiver = receiver;
+    log->receiverContext = context;
+    setSink(SINK_RECEIVER, receiver != nullptr);
 }
 
 void Log::printStack() {

@@ -29,7 +29,7 @@ struct PrivateLog {
     // all four are called with the mutex held
     std::size_t format(Log::Level level, const char* file, unsigned lineNumber,
                        const char* messageFormat, va_list arguments);
-    void write(std::size_t length, unsigned sinks);
+    void write(Log::Level level, std::size_t length, unsigned sinks);
     void closeFile(const std::string& nextName);
     bool openFile(const std::string& name, bool addDate);
 
@@ -45,7 +45,10 @@ struct PrivateLog {
 
     // guarded by the mutex
     bool limitReached = false;
+    Log::Receiver receiver = nullptr;
+    void* receiverContext = nullptr;
     char line[LINE_ROOM + 1] = {};
+    std::size_t prefixLength = 0; // of that line
     std::string fileName;
     std::unique_ptr<StartStamp> startStamp;
 

@@ -44,4 +44,15 @@ const char* OSName() {
     return name.data();
 }
 
+bool isStdoutTerminal() {
+    return platform::prepareTerminal();
+}
+
+TerminalSize stdoutTerminalSize() {
+    TerminalSize size;
+    if (!platform::terminalSize(size.columns, size.rows))
+        return {};
+    return size;
+}
+
 } // namespace fus::sysinfos

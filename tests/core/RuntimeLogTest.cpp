@@ -253,6 +253,31 @@ TEST_F(LogTest, SendsALineToTheSinksThatAreOn) {
     }
 }
 
+TEST_F(LogTest, GivesItsReceiverLevelAndBareTextUntilThatIsTakenAway) {
+    std::string heard;
+    const auto hear = [](void* context, Log::Level level, const char* text) {
+        *static_cast<std::string*>(context) += std::to_string(level) + text + "|";
+    };
+    m_log->setFile(path("beside").c_str(), false);
+    m_log->setReceiver(hear, &heard);
+    m_log->setLevel(Log::INFO);
+    m_log->loG(Log::VERBOSE, "", 0, "below");
+    m_log->loG(Log::INFO, "", 0, "%d of %d", 1, 2);
+    m_log->loG(Log::EXCEPTION, "", 0, nullptr);
+    m_log->closeFile();
+    m_log->loG(Log::ERROR, "", 0, "%s", std::string(20000, 'x').c_str());
+    m_log->setReceiver(nullptr, nullptr);
+    EXPECT_FALSE(Log::isEnabled(Log::EXCEPTION)); // there is no sink left
+    m_log->enableStderr(false);
+    m_log->loG(Log::ERROR, "", 0, "nobody hears");
+    const std::string rest = heard.substr(std::min(heard.find("400"), heard.size()));
+    EXPECT_EQ(heard, "3001 of 2|500|" + rest);
+    EXPECT_GT(rest.size(), 16000U);
+    EXPECT_EQ(rest.find_first_not_of('x', 3), rest.size() - 1);
+    EXPECT_TRUE(
+        matches(body(path("beside")), "[^\n]*1 of 2\n[^\n]*\n[^\n]*Closing this log file.\n.\n"));
+}
+
 TEST_F(LogTest, BeginsAFileWithAHeaderAboutLibraryAndComputer) {
     const std::string stem = path("dated");
     ASSERT_TRUE(m_log->setFile(stem.c_str(), true));

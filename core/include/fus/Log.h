@@ -10,7 +10,7 @@ struct PrivateLog;
 
 /// The log of the process. It works before `main` and until the process ends; a call that comes
 /// after its destruction is dropped. Every operation may be called on any thread. A line is
-/// written whole, to standard error, then standard output, then the file.
+/// written whole, to standard error, then standard output, then the file, then the receiver.
 ///
 /// At first the level is `ERROR` and the one sink is standard error.
 class FUS_API Log {
@@ -33,6 +33,11 @@ public:
         return level >= s_level.load(std::memory_order_relaxed) &&
                s_sinks.load(std::memory_order_relaxed) != 0;
     }
+
+    /// Gets the text of a message, without time, thread and source; it lives as long as the call.
+    /// Called with the log locked: it must neither log, nor wait for what may be logging, nor
+    /// throw.
+    using Receiver = void (*)(void* context, Level level, const char* text);
 
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
@@ -69,7 +74,12 @@ public:
     unsigned getFileLimit() const;
     void setFileLimit(unsigned bytes);
 
-    /// Writes to each enabled sink that no stack trace is available.
+    /// A sink of the application's own, after all others; null takes it away. The former one isn't
+    /// called any more when this has returned.
+    void setReceiver(Receiver receiver, void* context);
+
+    /// Writes that no stack trace is available to each enabled sink; the receiver isn't one of
+    /// them.
     void printStack();
 
 private:

@@ -28,4 +28,16 @@ FUS_API bool is64bitsOS();
 /// Name, version and "64bits" or "32bits", at most 199 characters. Built once.
 FUS_API const char* OSName();
 
+/// Whether standard output is a terminal that understands control sequences (colours, cursor). On
+/// Windows this turns them on, for all of the console.
+FUS_API bool isStdoutTerminal();
+
+struct TerminalSize {
+    unsigned columns = 0;
+    unsigned rows = 0;
+};
+
+/// Of the terminal that standard output is, as it is now; zeros where the system doesn't tell.
+FUS_API TerminalSize stdoutTerminalSize();
+
 } // namespace fus::sysinfos

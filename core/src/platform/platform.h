@@ -251,6 +251,16 @@ unsigned cpuCount();           ///< logical processors, at least 1
 std::size_t memoryTotal();     ///< physical [bytes], 0 if unknown
 std::size_t memoryAvailable(); ///< [bytes], 0 if unknown
 
+// ---- Terminal -----------------------------------------------------------------------------------
+
+/// Makes standard output understand control sequences; false if it is no terminal, or can't.
+bool prepareTerminal();
+
+/// Of standard output; false if it isn't a terminal, or has no size.
+bool terminalSize(unsigned& columns, unsigned& rows);
+
+// ---- Errors -------------------------------------------------------------------------------------
+
 /// Empty if the system has no text for the code.
 std::string systemErrorText(int error);
 
