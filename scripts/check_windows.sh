@@ -11,7 +11,8 @@ rm -f build/windows/tests.xml
 # What stands on this side of the conversation, and the tests whose names are compared.
 build_native() {
     configure release -DFUS_BUILD_TESTS=ON &&
-        cmake --build build/release --target fus-simulator KORVANE core_tests simulator_tests
+        cmake --build build/release --target fus-simulator KORVANE core_tests simulator_tests \
+            tool_tests
 }
 build_windows() {
     configure windows && cmake --build build/windows

@@ -1,0 +1,44 @@
+// The table of sub-commands: whatever fus-tool understands stands here.
+
+#include "Commands.h"
+
+namespace fus::tool {
+
+namespace {
+
+using Options = std::vector<OptionRow>;
+
+/// Options of a command, and those that all commands have behind them.
+Options withCommon(Options options) {
+    options.insert(
+        options.end(),
+        {{"--log", "LEVEL", "the library's log to standard error: error, info, verbose or debug"},
+         {"--log-file", "FILE", "the library's log to the end of a file, at level info by default"},
+         {"--help", nullptr, "print this and end"}});
+    return options;
+}
+
+/// And for a command that connects.
+Options withLink(Options options) {
+    options.push_back(
+        {"--timeout", "MS", "how long to wait for the generator, each time (4000 milliseconds)"});
+    return withCommon(std::move(options));
+}
+
+} // namespace
+
+const std::vector<Command>& commands() {
+    static const std::vector<Command> TABLE = {
+        {"info", "what is connected: boards, versions, measures, limits", "HOST[:PORT]", 1, 1,
+         "Connects to a generator, and tells what it is made of. Nothing is changed.\n",
+         withLink({{"--all", nullptr, "a line for each board, with its unique id and CRC"},
+                   {"--json", nullptr, "print JSON"},
+                   {"--ini", "FILE",
+                    "write the text by which the generator describes itself;\n"
+                    "fus-simulator --description FILE simulates it"}}),
+         runInfo},
+    };
+    return TABLE;
+}
+
+} // namespace fus::tool

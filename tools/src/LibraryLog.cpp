@@ -1,0 +1,90 @@
+#include "LibraryLog.h"
+
+#include "Errors.h"
+#include "Text.h"
+
+#include <mutex>
+
+namespace fus::tool {
+
+namespace {
+
+struct LevelRow {
+    const char* name;
+    Log::Level level;
+};
+constexpr LevelRow LEVELS[] = {
+    {"error", Log::ERROR}, {"info", Log::INFO}, {"verbose", Log::VERBOSE}, {"debug", Log::DEBUG}};
+
+Log::Level levelOf(const std::string& name) {
+    for (const LevelRow& row : LEVELS) {
+        if (name == row.name) {
+            return row.level;
+        }
+    }
+    throw UsageError("--log: '" + printable(name) +
+                     "' isn't a level: error, info, verbose or debug");
+}
+
+/// What was heard at level ERROR.
+struct Errors {
+    std::mutex mutex;
+    std::vector<std::string> texts; // guarded by the mutex
+};
+
+Errors& heard() {
+    static Errors errors;
+    return errors;
+}
+
+} // namespace
+
+LibraryLog::LibraryLog(const Arguments& arguments)
+    : m_formerLevel(Log::getInstance().getLevel()),
+      m_formerStderr(Log::getInstance().isStderrEnabled()) {
+    const bool toFile = arguments.has("--log-file");
+    const Log::Level level = levelOf(arguments.value("--log", toFile ? "info" : "error"));
+    Log& log = Log::getInstance();
+    if (toFile && !log.setFile(arguments.value("--log-file").c_str(), false)) {
+        throw ToolError(printable(arguments.value("--log-file")) + ": can't be opened for the log");
+    }
+    log.setLevel(level);
+    log.enableStderr(arguments.has("--log"));
+    forget();
+    log.setReceiver(&LibraryLog::hear, nullptr);
+}
+
+LibraryLog::~LibraryLog() {
+    Log& log = Log::getInstance();
+    log.setReceiver(nullptr, nullptr);
+    log.closeFile();
+    log.enableStderr(m_formerStderr);
+    log.setLevel(m_formerLevel);
+}
+
+void LibraryLog::hear(void* /*context*/, Log::Level level, const char* text) {
+    if (level == Log::ERROR) {
+        const std::lock_guard<std::mutex> lock(heard().mutex);
+        heard().texts.emplace_back(text);
+    }
+}
+
+void LibraryLog::forget() {
+    const std::lock_guard<std::mutex> lock(heard().mutex);
+    heard().texts.clear();
+}
+
+std::vector<std::string> LibraryLog::errors() {
+    const std::lock_guard<std::mutex> lock(heard().mutex);
+    return heard().texts;
+}
+
+std::string LibraryLog::reason() {
+    std::string text;
+    for (const std::string& error : errors()) {
+        text += (text.empty() ? "" : "; ") + printable(error);
+    }
+    return text.empty() ? "no reason is known" : text;
+}
+
+} // namespace fus::tool

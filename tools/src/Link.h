@@ -1,0 +1,34 @@
+#pragma once
+
+#include "Arguments.h"
+
+#include "fus/FUS.h"
+
+namespace fus::tool {
+
+/// A connection to a generator, for as long as this lives. There can be only one.
+///
+/// No definition is loaded when it is made, nor one that was loaded before: a definition would be
+/// written into the generator at connect.
+class Link {
+public:
+    /// Of the options `--timeout`, and the operand that is the address.
+    Link(const Arguments& arguments, const std::string& address);
+    ~Link();
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
+
+    FUS& fus() const { return FUS::getInstance(); }
+    Generator& generator() const { return fus().getGenerator(); }
+    const Address& address() const { return m_address; }
+
+    /// Connects once more, after the generator has closed the connection. Both throw ToolError,
+    /// with the library's reason, if no generator answers.
+    void connect();
+
+private:
+    Address m_address;
+    unsigned m_timeout;
+};
+
+} // namespace fus::tool

@@ -1,0 +1,184 @@
+#include "SystemInfo.h"
+
+#include "fus/FUSException.h"
+#include "fus/Generator.h"
+#include "fus/LowLevelMechanics.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace fus::tool {
+
+namespace {
+
+using namespace gprotocol;
+
+MeasureInfo describe(const Measure& measure) {
+    MeasureInfo info;
+    info.name = measure.name();
+    info.unit = measure.unitSymbol();
+    info.bytes = measure.size();
+    info.lowerADC = measure.lowerThreshold();
+    info.upperADC = measure.upperThreshold();
+    info.lower = measure.physicalFromADC(info.lowerADC);
+    info.upper = measure.physicalFromADC(info.upperADC);
+    return info;
+}
+
+BoardData describe(const Board& board) {
+    BoardData data;
+    data.type = board.boardType();
+    data.address = board.address();
+    data.active = board.isActive();
+    data.hardware = board.hardwareVersion();
+    data.firmware = board.firmwareVersion();
+    data.uniqueId = board.uniqueID();
+    data.crc = board.CRC();
+    data.buildTime = board.buildTime();
+    data.revision = board.revisionHash();
+    for (unsigned i = 0; i < board.boardMeasureCount(); ++i) {
+        data.measures.push_back(describe(board.boardMeasure(i)));
+    }
+    return data;
+}
+
+std::vector<BoardData> readBoards(const FUS& fus) {
+    std::vector<BoardData> boards;
+    for (const EnumRow& row : BOARD_TYPES) {
+        const auto type = static_cast<BoardType>(row.value);
+        for (unsigned i = 0; i < fus.getDetectedBoardCount(type); ++i) {
+            boards.push_back(describe(fus.getBoard(type, i)));
+            if (type == BOARD_AMPLIFIER) {
+                const BoardAMP amplifier = fus.getBoardAMP(i);
+                for (unsigned m = 0; m < amplifier.channelMeasureCount(); ++m) {
+                    boards.back().channelMeasures.push_back(describe(amplifier.channelMeasure(m)));
+                }
+            }
+        }
+    }
+    return boards;
+}
+
+ModeLimits readLimits(const Generator& generator, const EnumRow& row) {
+    const auto mode = static_cast<ElecExecMode>(row.value);
+    ModeLimits limits;
+    limits.name = row.shortName;
+    limits.minShooting = generator.getMinShootingDuration(mode);
+    limits.maxShooting = generator.getMaxShootingDuration(mode);
+    limits.minTotal = generator.getMinTotalShotDuration(mode, 0);
+    limits.maxTotal = generator.getMaxTotalShotDuration(mode);
+    limits.maxTrajectoryDelay = generator.getMaxTrajectoryDelay(mode);
+    limits.maxTrajectorySize = generator.getMaxTrajectorySize(mode);
+    limits.available = limits.maxShooting > 0 && limits.maxTrajectorySize > 0;
+    return limits;
+}
+
+std::vector<ModeLimits> readModes(const Generator& generator) {
+    std::vector<ModeLimits> modes;
+    for (const EnumRow& row : ELEC_EXEC_MODES) {
+        if (row.name != nullptr) { // one that the generator knows
+            modes.push_back(readLimits(generator, row));
+        }
+    }
+    return modes;
+}
+
+/// The mechanics' own secure mode, off while this lives: it lets nobody read without a definition.
+class InsecureMechanics {
+public:
+    explicit InsecureMechanics(LowLevelMechanics& mechanics)
+        : m_mechanics(mechanics), m_former(mechanics.isInSecureMode()) {
+        m_mechanics.setSecureMode(false);
+    }
+    ~InsecureMechanics() { m_mechanics.setSecureMode(m_former); }
+    InsecureMechanics(const InsecureMechanics&) = delete;
+    InsecureMechanics& operator=(const InsecureMechanics&) = delete;
+
+private:
+    LowLevelMechanics& m_mechanics;
+    const bool m_former;
+};
+
+/// False if the board refuses, or doesn't know what is asked. A broken link is thrown.
+template <class Action>
+bool ask(const FUS& fus, Action action) {
+    try {
+        action();
+        return true;
+    } catch (const FUSException&) {
+        if (!fus.isConnected()) {
+            throw;
+        }
+        return false;
+    }
+}
+
+AxisInfo readAxis(LowLevelMechanics& mechanics, unsigned axis) {
+    AxisInfo info;
+    info.position = mechanics.readAbsoluteActuatorPosition(axis);
+    info.originFound = mechanics.isOriginFound(axis);
+    info.motorDetected = mechanics.readIntParameter(axis, mprotocol::PARAM_R_MOTOR_DETECTED) != 0;
+    return info;
+}
+
+MechanicsInfo readMechanics(FUS& fus) {
+    LowLevelMechanics& mechanics = fus.getLowLevelMechanics();
+    const InsecureMechanics insecure(mechanics);
+    MechanicsInfo info;
+    ask(fus, [&] { info.status = mechanics.readStatus().toString(); });
+    ask(fus,
+        [&] { info.maxAxes = mechanics.readIntParameter(0, mprotocol::PARAM_R_MAX_AXIS_COUNT); });
+    ask(fus,
+        [&] { info.maxMoves = mechanics.readIntParameter(0, mprotocol::PARAM_R_TRAJ_MAXSIZE); });
+    // Boards tell how many axes they support, not how many there are: the first that is refused
+    // ends them.
+    for (unsigned axis = 0; axis < info.maxAxes.value_or(0); ++axis) {
+        if (!ask(fus, [&] { info.axes.push_back(readAxis(mechanics, axis)); })) {
+            break;
+        }
+    }
+    return info;
+}
+
+} // namespace
+
+bool MeasureInfo::operator==(const MeasureInfo& other) const {
+    return std::tie(name, unit, bytes, lowerADC, upperADC, lower, upper) ==
+           std::tie(other.name, other.unit, other.bytes, other.lowerADC, other.upperADC,
+                    other.lower, other.upper);
+}
+
+SystemInfo readSystemInfo(FUS& fus) {
+    const Generator& generator = fus.getGenerator();
+    SystemInfo info;
+    info.kind = fus.simulatorType();
+    info.protocol = fus.getProtocolVersion();
+    info.channels = generator.getChannelCount();
+    info.channelMeasures = generator.getChannelMeasureCount();
+    info.buffers = generator.getBufferCount();
+    info.triggerInput = generator.hasTriggerInput();
+    info.multiplexer = generator.hasMultiplexer();
+    info.shotRamp = generator.hasShotRamp();
+    info.maxRamp = generator.getMaxRampDuration();
+    info.minTrajectoryDelay = generator.getMinTrajectoryDelay();
+    info.minRepeatShotDelay = generator.getMinRepeatShotDelay();
+    info.boards = readBoards(fus);
+    info.modes = readModes(generator);
+    if (fus.getDetectedBoardCount(BOARD_MECHANICS) > 0) {
+        info.mechanics = readMechanics(fus);
+    }
+    return info;
+}
+
+const char* kindText(GenType kind) {
+    switch (kind) {
+    case GEN_HARDWARE:
+        return "a real generator";
+    case GEN_SIMULATOR:
+        return "a simulator";
+    default:
+        return "a generator";
+    }
+}
+
+} // namespace fus::tool
