@@ -13,8 +13,6 @@ namespace fus {
 
 using namespace gprotocol;
 
-std::atomic<unsigned> g_defaultAnswerTimeout{5000};
-
 namespace {
 
 // Length of the text by which a generator introduces itself.

@@ -7,6 +7,8 @@
 
 namespace fus::gprotocol {
 
+std::atomic<unsigned> g_defaultAnswerTimeout{5000};
+
 namespace {
 
 /// The row of a value, null if the table has none.

@@ -75,8 +75,8 @@ public:
 
     /// Time that commands wait for an answer [ms], 5000 at start. One value for the process.
     unsigned getDefaultAnswerTimeout() const;
-    /// Sets it, rounded up to a multiple of 200, at least 200. 0x0FFFFFFF (without limit) is
-    /// refused with false; 0x0FFFFFFE changes nothing.
+    /// Sets it, rounded up to a multiple of 200, at least 200. `TIMEOUT_INFINITE` is refused with
+    /// false; `TIMEOUT_DEFAULT` changes nothing.
     bool setDefaultAnswerTimeout(unsigned ms);
 
     /// Turns the checks before sending on (the state at start) or off.

@@ -4,6 +4,14 @@
 
 #include <cstdint>
 
+namespace fus {
+
+/// Time-outs with a meaning of their own, wherever one for an answer is given [ms].
+inline constexpr unsigned TIMEOUT_DEFAULT = 0x0FFFFFFE;  ///< `FUS::getDefaultAnswerTimeout()`
+inline constexpr unsigned TIMEOUT_INFINITE = 0x0FFFFFFF; ///< without limit
+
+} // namespace fus
+
 namespace fus::gprotocol {
 
 /// One row of a vocabulary table: an enumerator's number, its full name as log lines show it (null
@@ -106,6 +114,50 @@ enum ExecFlag : std::uint32_t {
     /// No amplifier measures, no shot results, shorter total durations; NORMAL mode only.
     EXEC_FLAG_OMIT_ALL_MEASURES = 64
 };
+
+/// Board parameters, for `Generator::readBoardParam` and `writeBoardParam`.
+enum BoardParam : std::uint16_t {
+    BPARAM_UPB_MAX_ASYNC_TIMEOUT = 1375,
+    BPARAM_UPB_RAMP_START_TIME = 1377,
+    BPARAM_UPB_RAMP_END_TIME = 1378,
+    BPARAM_UPB_CLOCK_FREQUENCY = 1379,
+    BPARAM_UPB_SHOOTING_TOLERANCE = 1380,
+    BPARAM_UPB_TOTAL_SHOT_TOLERANCE = 1381,
+    BPARAM_UPB_MAX_Iout_Prev = 1383,
+    BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT = 1384,
+    BPARAM_UPB_TRAJ_CHECKS = 1385,
+    BPARAM_UPB_MAX_AMPLITUDE = 1386,
+    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_NORMAL = 1387,
+    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_QUICK = 1388,
+    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_REPEAT = 1389,
+    BPARAM_UPB_MAX_SHOOTING_DURATION = 1390,
+    BPARAM_UPB_MAX_TOTAL_SHOT_DURATION = 1391,
+    BPARAM_UPB_MAX_TRAJ_REPEAT_DELAY = 1392,
+    BPARAM_UPB_MAX_RAMP_TIME = 1393,
+    BPARAM_UPB_PERIPH_POWER_SUPPLY = 1400,
+    BPARAM_UPB_PERIPH_MASTER_DDS = 1401,
+    BPARAM_UPB_PERIPH_SLAVE_RESET = 1402,
+    BPARAM_UPB_PERIPH_FANS = 1403,
+    BPARAM_UPB_MOT_SYNC_MASK = 1410,
+    BPARAM_ALL_BO_MIN = 2500, ///< plus a measure's index: its lower threshold
+    BPARAM_ALL_BO_MAX = 2600, ///< plus a measure's index: its upper threshold
+    BPARAM_UPB_MAX_SHOTS_COMPOSITE = 2800,
+    BPARAM_UPB_MIN_SHOOTING_DURATION_SHOT0_COMPOSITE = 2801,
+    BPARAM_UPB_MIN_SHOOTING_DURATION_ALL_COMPOSITE = 2802,
+    BPARAM_UPB_MAX_SHOOTING_DURATION_COMPOSITE = 2803,
+    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_COMPOSITE = 2804,
+    BPARAM_UPB_MIN_REPEAT_SHOT_DELAY_NOTRIG = 2805,
+    BPARAM_ALL_HW_VERSION = 2901,
+    BPARAM_ALL_HW_ADDRESS = 2902,
+    BPARAM_ALL_SECTOR_SIZE = 2903,
+    BPARAM_ALL_SECTOR_TIME = 2904,
+    BPARAM_ALL_UID = 2905,
+    BPARAM_ALL_CRC = 2906,
+    BPARAM_ALL_BOARD_SW_nRESET = 2910
+};
+
+/// Measure indices that BPARAM_ALL_BO_MIN and BPARAM_ALL_BO_MAX leave room for.
+inline constexpr std::uint32_t BPARAM_MEASURE_RANGE = 100;
 
 /// Parts of a generator that can be switched. There are two more, 1 and 3, without a name.
 enum Peripheral : std::uint32_t {

@@ -145,7 +145,7 @@ public:
 
     // --- boards (protocol 3.0 and above: `ERR_PROTOCOL` below, in secure mode) -------------------
 
-    /// Reads a `BPARAM_*` parameter. `ERR_ARGUMENT` for a board that is not active.
+    /// Reads a parameter (`gprotocol::BoardParam`). `ERR_ARGUMENT` for a board that is not active.
     unsigned long long readBoardParam(gprotocol::BoardType type, unsigned address,
                                       unsigned short param);
     void writeBoardParam(gprotocol::BoardType type, unsigned address, unsigned short param,

@@ -16,12 +16,6 @@ class NetPacket;
 class TCPClient;
 class Upcalls;
 
-/// Time-outs with a meaning of their own, wherever an answer is awaited [ms].
-constexpr unsigned TIMEOUT_DEFAULT = 0x0FFFFFFE;
-constexpr unsigned TIMEOUT_INFINITE = 0x0FFFFFFF;
-
-/// The default answer time-out of the process [ms], a multiple of `ANSWER_STEP`.
-extern std::atomic<unsigned> g_defaultAnswerTimeout;
 /// Longest uninterrupted wait for an answer [ms].
 constexpr unsigned ANSWER_STEP = 200;
 

@@ -2,9 +2,13 @@
 
 #include "fus/GProtocol.h"
 
+#include <atomic>
 #include <cstdint>
 
 namespace fus::gprotocol {
+
+/// The default answer time-out of the process [ms], as `FUS::setDefaultAnswerTimeout` rounds it.
+extern std::atomic<unsigned> g_defaultAnswerTimeout;
 
 // Every packet starts with its whole size (32 bits), the id that ties an answer to its command
 // (32 bits) and its type (16 bits), all big-endian.
@@ -78,50 +82,6 @@ enum BoardResult : std::uint16_t {
     BOARD_RESULT_NO = 78, ///< the letter N: the board refused
     BOARD_RESULT_YES = 89 ///< the letter Y: success without data
 };
-
-/// Board parameters.
-enum BoardParam : std::uint16_t {
-    BPARAM_UPB_MAX_ASYNC_TIMEOUT = 1375,
-    BPARAM_UPB_RAMP_START_TIME = 1377,
-    BPARAM_UPB_RAMP_END_TIME = 1378,
-    BPARAM_UPB_CLOCK_FREQUENCY = 1379,
-    BPARAM_UPB_SHOOTING_TOLERANCE = 1380,
-    BPARAM_UPB_TOTAL_SHOT_TOLERANCE = 1381,
-    BPARAM_UPB_MAX_Iout_Prev = 1383,
-    BPARAM_UPB_EXEC_HEARTBEAT_TIMEOUT = 1384,
-    BPARAM_UPB_TRAJ_CHECKS = 1385,
-    BPARAM_UPB_MAX_AMPLITUDE = 1386,
-    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_NORMAL = 1387,
-    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_QUICK = 1388,
-    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_REPEAT = 1389,
-    BPARAM_UPB_MAX_SHOOTING_DURATION = 1390,
-    BPARAM_UPB_MAX_TOTAL_SHOT_DURATION = 1391,
-    BPARAM_UPB_MAX_TRAJ_REPEAT_DELAY = 1392,
-    BPARAM_UPB_MAX_RAMP_TIME = 1393,
-    BPARAM_UPB_PERIPH_POWER_SUPPLY = 1400,
-    BPARAM_UPB_PERIPH_MASTER_DDS = 1401,
-    BPARAM_UPB_PERIPH_SLAVE_RESET = 1402,
-    BPARAM_UPB_PERIPH_FANS = 1403,
-    BPARAM_UPB_MOT_SYNC_MASK = 1410,
-    BPARAM_ALL_BO_MIN = 2500, ///< plus a measure's index: its lower threshold
-    BPARAM_ALL_BO_MAX = 2600, ///< plus a measure's index: its upper threshold
-    BPARAM_UPB_MAX_SHOTS_COMPOSITE = 2800,
-    BPARAM_UPB_MIN_SHOOTING_DURATION_SHOT0_COMPOSITE = 2801,
-    BPARAM_UPB_MIN_SHOOTING_DURATION_ALL_COMPOSITE = 2802,
-    BPARAM_UPB_MAX_SHOOTING_DURATION_COMPOSITE = 2803,
-    BPARAM_UPB_MIN_TOTAL_SHOT_DURATION_COMPOSITE = 2804,
-    BPARAM_UPB_MIN_REPEAT_SHOT_DELAY_NOTRIG = 2805,
-    BPARAM_ALL_HW_VERSION = 2901,
-    BPARAM_ALL_HW_ADDRESS = 2902,
-    BPARAM_ALL_SECTOR_SIZE = 2903,
-    BPARAM_ALL_SECTOR_TIME = 2904,
-    BPARAM_ALL_UID = 2905,
-    BPARAM_ALL_CRC = 2906,
-    BPARAM_ALL_BOARD_SW_nRESET = 2910
-};
-
-/// Measure indices that BPARAM_ALL_BO_MIN and BPARAM_ALL_BO_MAX leave room for.
-inline constexpr std::uint32_t BPARAM_MEASURE_RANGE = 100;
 
 /// One row of a table of wire numbers. A row stands for `count` numbers from `value` on.
 struct WireRow {
