@@ -49,50 +49,6 @@ const char* yesNo(bool value) {
 
 } // namespace
 
-// --- what ends an operation ----------------------------------------------------------------------
-
-OperationMark LowLevelMechanicsPrivate::beginOperation() const {
-    const MutexLocker lock(m_mutex);
-    return {m_upcalls.connection(), m_definition, m_stops};
-}
-
-LowLevelMechanicsPrivate::SearchEnd LowLevelMechanicsPrivate::endOf(const OperationMark& op) const {
-    const MutexLocker lock(m_mutex);
-    if (m_stops != op.stops || m_definition != op.definition) {
-        return SearchEnd::STOPPED;
-    }
-    return isDisconnected(op) ? SearchEnd::LINK_LOST : SearchEnd::NONE;
-}
-
-bool LowLevelMechanicsPrivate::isDisconnected(const OperationMark& op) const {
-    const MutexLocker lock(m_mutex);
-    return op.connection != m_upcalls.connection() ||
-           (op.connection && op.connection == m_closedLink.lock());
-}
-
-bool LowLevelMechanicsPrivate::isCurrent(const OperationMark& op) const {
-    const MutexLocker lock(m_mutex);
-    return m_definition == op.definition && !isDisconnected(op);
-}
-
-void LowLevelMechanicsPrivate::requireRunning(const OperationMark& op) const {
-    switch (endOf(op)) {
-    case SearchEnd::STOPPED:
-        FUS_THROW(ERR_USER_STOP);
-    case SearchEnd::LINK_LOST:
-        FUS_THROW(ERR_NOT_CONNECTED);
-    default:
-        break;
-    }
-}
-
-void LowLevelMechanicsPrivate::storeOrigin(const OperationMark& op, unsigned actuator,
-                                           unsigned origin) {
-    if (OriginParams* const params = op.definition->findOriginParams(actuator)) {
-        store(op, params->origin, origin);
-    }
-}
-
 // Tells a search that it is to end. Waits for nothing; one that pauses is woken, and looks around
 // when the mutex is free.
 void LowLevelMechanicsPrivate::endSearch(bool linkAlive) {

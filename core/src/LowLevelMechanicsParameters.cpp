@@ -103,31 +103,6 @@ unsigned LowLevelMechanicsPrivate::simulatorTime(const OperationMark& op, unsign
     return static_cast<unsigned>(std::min(std::uint64_t{time} * factor, MOST));
 }
 
-void LowLevelMechanicsPrivate::requireConfigSent() const {
-    if (!m_configSent) {
-        FUS_THROW(ERR_MECH_NO_CONFIG);
-    }
-}
-
-void LowLevelMechanicsPrivate::requireConfigured() const {
-    if (!m_configSent && !m_configuring) {
-        FUS_THROW(ERR_MECH_NO_CONFIG);
-    }
-}
-
-void LowLevelMechanicsPrivate::requireOriginsFound() const {
-    if (!m_allOriginsFound) {
-        FUS_THROW(ERR_MECH_NO_ORIGIN);
-    }
-}
-
-void LowLevelMechanicsPrivate::requireNoSearch() const {
-    const MutexLocker lock(m_mutex);
-    if (m_originThread != nullptr) {
-        FUS_THROW(ERR_MECH_ORIGINS_BUSY);
-    }
-}
-
 // --- parameters ----------------------------------------------------------------------------------
 
 void LowLevelMechanicsPrivate::checkParameter(const OperationMark& op, unsigned actuator,
