@@ -24,13 +24,9 @@ struct ResultRow {
 };
 
 constexpr ResultRow RESULTS[] = {
-    {ERR_NOT_CONNECTED, ERROR_NOT_CONNECTED},
-    {ERR_SOCKET_WRITE, ERROR_NOT_CONNECTED},
-    {ERR_TIMEOUT, ERROR_TIMEOUT},
-    {ERR_BOARD_BUSY, ERROR_TIMEOUT},
-    {ERR_MECHANICS, ERROR_MOTION},
-    {ERR_MECH_NO_CONFIG, ERROR_NO_CONFIG},
-    {ERR_USER_STOP, USER_STOP},
+    {ERR_NOT_CONNECTED, ERROR_NOT_CONNECTED}, {ERR_TIMEOUT, ERROR_TIMEOUT},
+    {ERR_BOARD_BUSY, ERROR_TIMEOUT},          {ERR_MECHANICS, ERROR_MOTION},
+    {ERR_MECH_NO_CONFIG, ERROR_NO_CONFIG},    {ERR_USER_STOP, USER_STOP},
 };
 
 MechResult resultOfError(FUSError error) {
@@ -94,11 +90,13 @@ void LowLevelMechanicsPrivate::runSearch(MechanicalOriginThread& thread) {
 }
 
 // Behind a stop, a disconnect or another definition any error may be a consequence: an answer that
-// didn't come, a motion that the board breaks off, a state that is gone.
+// didn't come, a motion that the board breaks off. A lost link takes the states away that a search
+// needs; that it has lost them isn't the cause then.
 MechResult LowLevelMechanicsPrivate::resultOf(const FUSException& error,
                                               const OperationMark& mark) const {
     const MechResult result = resultOfError(error.errorCode());
-    const bool isState = error.errorCode() == ERR_MECH_NO_CONFIG || result == ERROR_INTERNAL;
+    const bool isState =
+        error.errorCode() == ERR_MECH_NO_CONFIG || error.errorCode() == ERR_MECH_NO_ORIGIN;
     switch (endOf(mark)) {
     case SearchEnd::STOPPED:
         return USER_STOP;

@@ -28,7 +28,8 @@ namespace fus {
 ///   whatever error it meets on the way, also when all axes are found already.
 /// - a disconnect does the same, and then closes the connection, which ends the wait at once.
 ///   `USER_STOP`; what the thread still asks for fails, and nothing goes to the next connection.
-/// - a lost link ends the wait at once. `ERROR_TIMEOUT` from a wait, else `ERROR_NOT_CONNECTED`.
+/// - a lost link ends the wait at once. `ERROR_TIMEOUT` from a wait, `ERROR_INTERNAL` from a write
+///   that failed, else `ERROR_NOT_CONNECTED`.
 /// - `clearDefinition`, and with it another definition, leaves it alone: the board goes on. At the
 ///   end of its axis at the latest it sees that its definition is gone. `USER_STOP`.
 /// - the end of the process, or of its owner, waits for it; the disconnect before that has ended
