@@ -29,11 +29,15 @@ Connection::~Connection() {
     }
 }
 
-bool Connection::connect(const char* host, unsigned short port, unsigned timeoutMs) {
+bool Connection::connect(const char* host, unsigned short port, unsigned timeoutMs,
+                         const GeneratorDefinition& definition) {
     if (reader() || !openLink(host, port, timeoutMs)) {
         return false;
     }
     try {
+        if (applyDefinitionBackPanel(definition) && !openLink(host, port, timeoutMs)) {
+            return false;
+        }
         if (isV3()) {
             FUS_LOG(INFO, "------------------------------ Reading V3 Generator params "
                           "------------------------------");

@@ -140,7 +140,7 @@ bool FUS::Private::connect(const char* host, unsigned short port, unsigned timeo
     port = port != 0 ? port : definition->port();
     FUS_LOG(INFO, "Connecting to (%s @ %d) waiting %u ms", host, port, timeoutMs);
     const auto connection = std::make_shared<Connection>(*this);
-    if (!connection->connect(host, port, timeoutMs)) {
+    if (!connection->connect(host, port, timeoutMs, *definition)) {
         return false;
     }
     // Before anybody can get hold of the connection: who uses it must not meet the buffers of the

@@ -90,11 +90,11 @@ std::uint32_t asFrequency(const ConfigSection& section, const char* key) {
     }
 }
 
-std::uint32_t asStorage(const ConfigSection& section, const char* key) {
+BackPanelStorage asStorage(const ConfigSection& section, const char* key) {
     const char* const value = section.getString(key, "RAM");
     const std::string target = value == nullptr ? "" : value;
     if (target == "RAM+FLASH") {
-        return GeneratorDefinition::BACK_PANEL_BOTH;
+        return BKP_BOTH;
     }
     if (target != "RAM") {
         FUS_LOG(ERROR,
@@ -102,7 +102,7 @@ std::uint32_t asStorage(const ConfigSection& section, const char* key) {
                 "and RAM+FLASH).",
                 target.c_str());
     }
-    return GeneratorDefinition::BACK_PANEL_RAM;
+    return BKP_RAM;
 }
 
 /// Raw levels are bytes; a negative one is far too large.

@@ -224,7 +224,22 @@ std::uint16_t Connection::Reader::inboxType(const Header& header, const Payload&
 void Connection::Reader::linkFailed() {
     m_closed = true;
     wakeWaiters();
+    if (!m_endExpected) {
+        askToBeClosed();
+    }
+}
+
+void Connection::Reader::askToBeClosed() {
     m_upcalls.notifyListeners(new AutoCloseConnectionEvent);
+}
+
+// Both flags are written before the other one is read, here and in `linkFailed`: one of the two
+// asks, or both do, and a second request finds nothing to close.
+void Connection::Reader::expectEnd(bool expected) {
+    m_endExpected = expected;
+    if (!expected && m_closed) {
+        askToBeClosed();
+    }
 }
 
 void Connection::Reader::wakeWaiters() {

@@ -137,15 +137,15 @@ bool Connection::Reader::awaitAnswer(unsigned id, unsigned short expectedType, u
     spinForAnswer(id);
     MutexLocker lock(m_inboxMutex);
     const unsigned limit = timeoutMs == TIMEOUT_DEFAULT ? g_defaultAnswerTimeout.load() : timeoutMs;
-    while (!isStopRequested() && !m_closed) {
-        if (takeAnswer(id, answer)) {
+    while (!isStopRequested()) {
+        if (takeAnswer(id, answer)) { // also one that came just before the end of the link
             FUS_LOG(VERBOSE, "    ReadAnswer found (id=%u, type=%s(0x%X), size=%u, inbox after=%u)",
                     id, answerName(answer.type), static_cast<unsigned>(answer.type),
                     answer.payload.size, static_cast<unsigned>(m_inbox.size()));
             return true;
         }
         const auto elapsed = static_cast<long long>(static_cast<int>(timer.elapsed()));
-        if (limit != TIMEOUT_INFINITE && elapsed > static_cast<long long>(limit)) {
+        if (m_closed || (limit != TIMEOUT_INFINITE && elapsed > static_cast<long long>(limit))) {
             break;
         }
         m_inboxCondition.timedWait(ANSWER_STEP);

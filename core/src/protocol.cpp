@@ -109,6 +109,15 @@ const char* hardwareName(std::uint32_t hwid) {
     return name;
 }
 
+const char* backPanelStorageName(std::uint32_t storage) {
+    const char* name = findName(BACK_PANEL_STORAGES, storage);
+    if (name == nullptr) {
+        FUS_LOG(ERROR, "Unknown backpanel storage %d", static_cast<int>(storage));
+        return "?BKP?";
+    }
+    return name;
+}
+
 const char* commandName(int command) {
     const char* name = findName(COMMANDS, command);
     if (name == nullptr) {

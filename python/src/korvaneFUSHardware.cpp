@@ -3,6 +3,8 @@
 #include "PyFUS.h"
 #include "PyGenerator.h"
 
+#include "fus/Mask1D.h"
+
 namespace korvane {
 
 namespace {
@@ -54,6 +56,56 @@ void defineInstallation(py::class_<PyFUS>& fus) {
             "applyDefClock", [](PyFUS& self) { self.fus.applyDefClock(); }, APPLY_DOC);
 }
 
+constexpr const char* CLEAR_BACK_PANEL_DOC =
+    R"(Clears the back panel configuration stored in FLASH memory. The connection stays open.
+
+:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer.)";
+
+constexpr const char* READ_BACK_PANEL_DOC =
+    R"(Reads the back panel configuration: which channels of the synthesizer and of the amplifier boards are in use. The given masks will be resized to fit the received masks size. They are empty if nothing is stored in FLASH memory.
+
+:param sntBoards: a :class:`KORVANE.ChannelMask`, takes the channels of the synthesizer boards, slot by slot.
+:param ampBoards: a :class:`KORVANE.ChannelMask`, takes the channels of the amplifier boards.
+:param source: :attr:`KORVANE.BackPanelStorage.RAM` or :attr:`KORVANE.BackPanelStorage.FLASH`. Note that .BOTH is not possible here.
+:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another source, ERR_PACKET or ERR_INDEX if the answer makes no sense, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer.)";
+
+constexpr const char* SET_BACK_PANEL_DOC =
+    R"(Changes the back panel configuration. Important: this command closes the current connection. The generator works with the new configuration from the next connection on. It may take some seconds.
+
+:param sntBoards: a :class:`KORVANE.ChannelMask`, the channels of the synthesizer boards to be used, slot by slot.
+:param ampBoards: a :class:`KORVANE.ChannelMask` of the same size and with as many active channels, the same for the amplifier boards.
+:param target: :attr:`KORVANE.BackPanelStorage.RAM` or :attr:`KORVANE.BackPanelStorage.BOTH`. Note that .FLASH is not possible here.
+:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another target or if the masks do not go together, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer. The connection is as before then.)";
+
+constexpr const char* APPLY_BACK_PANEL_DOC =
+    R"(Applies the back panel configuration of the generator definition, as it is done at each connection. It has no effect if it is not defined, or if it is what the generator already has.
+
+:return: False if nothing was modified and the connection is still open, True if the configuration was modified and the connection closed.
+:raises FUSException: the errors of :func:`FUS.readBackPanelConfiguration()` and :func:`FUS.setBackPanelConfiguration()`.)";
+
+void defineBackPanel(py::class_<PyFUS>& fus) {
+    using fus::Mask1D;
+    using fus::gprotocol::BackPanelStorage;
+    fus.def(
+           "clearBackPanelConfiguration",
+           [](PyFUS& self) { self.fus.clearBackPanelConfiguration(); }, CLEAR_BACK_PANEL_DOC)
+        .def(
+            "readBackPanelConfiguration",
+            [](PyFUS& self, Mask1D& snt, Mask1D& amp, BackPanelStorage source) {
+                self.fus.readBackPanelConfiguration(snt, amp, source);
+            },
+            py::arg("sntBoards"), py::arg("ampBoards"), py::arg("source"), READ_BACK_PANEL_DOC)
+        .def(
+            "setBackPanelConfiguration",
+            [](PyFUS& self, const Mask1D& snt, const Mask1D& amp, BackPanelStorage target) {
+                self.fus.setBackPanelConfiguration(snt, amp, target);
+            },
+            py::arg("sntBoards"), py::arg("ampBoards"), py::arg("target"), SET_BACK_PANEL_DOC)
+        .def(
+            "applyDefBackPanel", [](PyFUS& self) { return self.fus.applyDefBackPanel(); },
+            APPLY_BACK_PANEL_DOC);
+}
+
 void definePeripherals(py::class_<PyFUS>& fus) {
     using fus::gprotocol::Peripheral;
     fus.def(
@@ -80,6 +132,7 @@ void definePeripherals(py::class_<PyFUS>& fus) {
 
 void defineHardware(py::class_<PyFUS>& fus) {
     defineInstallation(fus);
+    defineBackPanel(fus);
     definePeripherals(fus);
 }
 

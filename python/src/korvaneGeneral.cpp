@@ -55,11 +55,6 @@ constexpr const char* GEN_TYPE_DOCS[] = {
 constexpr const char* UNIT_DOCS[] = {
     "Undefined or not yet initialized.", "Volt", "Ampere", "Watt", "Radian", "Degree Celsius"};
 
-/// Where the configuration of the back panel is kept.
-enum class BackPanelStorage : int { RAM = 0, FLASH = 1, BOTH = 2 };
-
-constexpr Row BACK_PANEL_STORAGES[] = {{0, "RAM"}, {1, "FLASH"}, {2, "BOTH"}};
-
 constexpr const char* BACK_PANEL_STORAGE_DOCS[] = {
     "Operates on RAM stored config ONLY.",
     "Operates on FLASH stored config ONLY.",

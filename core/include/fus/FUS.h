@@ -15,6 +15,7 @@ class FloatArray;
 class FUSListener;
 class Generator;
 class LowLevelMechanics;
+class Mask1D;
 class Mechanics;
 
 /// The one object through which an application reaches the hardware: a process-wide singleton that
@@ -47,12 +48,19 @@ public:
     /// @return false, after log lines that say why, when there is no such generator; true and a
     ///         `ConnectEvent` otherwise
     ///
-    /// At last the clock and the thresholds of the definition are written, if one is loaded.
+    /// If a definition is loaded that tells the configuration of the back panel, what it should be
+    /// kept in (RAM as the generator describes itself, or FLASH as it is read) is compared with
+    /// it. Where they differ it is set, and the link is opened a second time. At last the clock and
+    /// the thresholds of the definition are written. See `applyDefBackPanel`, `applyDefClock`.
     ///
-    /// Throws `ERR_CONFIG` when the generator's measures can't be read, `ERR_SOCKET_WRITE` or
-    /// `ERR_NOT_CONNECTED` when the link breaks in the middle, and `ERR_SOCKET_OPTION` when the
-    /// system has no socket to give. When the definition can't be applied, the exception of the
-    /// write that failed comes out, and the connection stays, without a `ConnectEvent`.
+    /// Throws `ERR_CONFIG` when the generator's measures can't be read, `ERR_SOCKET_WRITE`,
+    /// `ERR_NOT_CONNECTED` or `ERR_TIMEOUT` when the link breaks in the middle, and
+    /// `ERR_SOCKET_OPTION` when the system has no socket to give. When the back panel can't be read
+    /// or set, whatever `readBackPanelConfiguration` and `setBackPanelConfiguration` throw in
+    /// secure mode comes out, whether it is on or not: `ERR_PROTOCOL` before protocol 3.1. After
+    /// any of these there is no connection. When the clock or a threshold can't be written, the
+    /// exception of the write that failed comes out, and the connection stays, without a
+    /// `ConnectEvent`.
     bool connect(const char* host, unsigned short port, unsigned timeoutMs);
 
     /// Stops what runs, closes the connection, and sends a `ConnectEvent` with reason 0. `Board`
@@ -179,6 +187,52 @@ public:
     /// warning is logged. `ERR_NOT_CONNECTED`, `ERR_TIMEOUT`, and whatever else
     /// `Generator::setClockFrequency` throws.
     void applyDefClock();
+
+    // --- back panel: which channels of the boards are in use; since protocol 3.1
+    // ------------------
+    //
+    // Two masks, one for the synthesizers and one for the amplifiers, with an entry for each
+    // channel of each slot, that are 16 for a slot. Each operation blocks until the generator has
+    // answered. All throw `ERR_NOT_CONNECTED` without an open connection, in secure mode
+    // `ERR_PROTOCOL` before protocol 3.1, `ERR_TIMEOUT` when the link is lost or no
+    // answer comes in time (the default answer time-out, unless told), `ERR_SOCKET_WRITE`, and for
+    // a refusal of the generator the `FUSException` with its hardware code, or `ERR_GENERATOR`
+    // where it gives none.
+
+    /// Reads the configuration. Both masks come out with the same size: the smallest number of
+    /// whole slots that holds every active channel, 0 if there is none or if the FLASH is empty.
+    /// On an error they stay as they were.
+    ///
+    /// @param source `BKP_RAM` or `BKP_FLASH`. Anything else is `ERR_ARGUMENT` in secure mode, and
+    ///               `BKP_RAM` without
+    ///
+    /// `ERR_PACKET` for an answer that is empty or announces more than 4096 channels, `ERR_INDEX`
+    /// for one that ends before it has told them all.
+    void readBackPanelConfiguration(Mask1D& sntBoards, Mask1D& ampBoards,
+                                    gprotocol::BackPanelStorage source);
+    /// Sets the configuration: this command closes the current connection, with a `ConnectEvent`
+    /// of reason 0, and the generator works with the new configuration at the next one. After an
+    /// error the connection is as before. Waits for the answer up to 20 s.
+    ///
+    /// @param target `BKP_RAM` or `BKP_BOTH`. Anything else is `ERR_ARGUMENT` in secure mode, and
+    ///               `BKP_RAM` without
+    ///
+    /// The masks must have the same size (else `ERR_ARGUMENT` in secure mode, and `ERR_INDEX`
+    /// without) and, in secure mode, as many active channels (`ERR_ARGUMENT`).
+    void setBackPanelConfiguration(const Mask1D& sntBoards, const Mask1D& ampBoards,
+                                   gprotocol::BackPanelStorage target);
+    /// Clears the back panel configuration stored in FLASH memory. The connection stays open.
+    void clearBackPanelConfiguration();
+    /// Brings the back panel to what the definition says. Reads what is in RAM and, if the
+    /// definition says RAM+FLASH, in FLASH; when a mask of these differs from the definition's in
+    /// more than clear channels at its end, it sets them.
+    ///
+    /// @return true if the configuration was changed, and so the connection closed; false if
+    ///         nothing changed, as it always is without both masks in the definition, and the
+    ///         connection is still open
+    ///
+    /// Throws what reading and setting throw.
+    bool applyDefBackPanel();
 
     // --- listeners -------------------------------------------------------------------------------
 

@@ -173,6 +173,13 @@ enum RebootTarget : std::uint32_t {
     REBOOT_SLAVES = 9001 ///< slaves only, which are then detected again; less than 5 seconds
 };
 
+/// Where the generator keeps the configuration of its back panel.
+enum BackPanelStorage : std::uint32_t {
+    BKP_RAM = 0,   ///< what is in use now, until the generator is switched off
+    BKP_FLASH = 1, ///< what it starts with; may be empty. To read only
+    BKP_BOTH = 2   ///< both at once. To write only
+};
+
 // The tables: name functions, bindings and simulator read these rows.
 
 inline constexpr EnumRow BOARD_TYPES[] = {{BOARD_PROCESSOR, "BOARD_PROCESSOR", "PROCESSOR"},
@@ -242,6 +249,9 @@ inline constexpr EnumRow PERIPHERALS[] = {
     {PERIPHERAL_POWER_SUPPLY_28V, "PERIPHERAL_POWER_SUPPLY_28V", "POWER_SUPPLY_28V"},
     {PERIPHERAL_SLAVE_BOARDS, "PERIPHERAL_SLAVE_BOARDS", "SLAVE_BOARDS"}};
 
+inline constexpr EnumRow BACK_PANEL_STORAGES[] = {
+    {BKP_RAM, "BKP_RAM", "RAM"}, {BKP_FLASH, "BKP_FLASH", "FLASH"}, {BKP_BOTH, "BKP_BOTH", "BOTH"}};
+
 // The name functions never return null. A value outside the table is logged at level ERROR and
 // gives the marker told; they may be called on any thread, and the text lives for ever.
 
@@ -257,6 +267,8 @@ FUS_API const char* triggerModeName(std::uint32_t mode);
 FUS_API const char* mechExecModeName(std::uint32_t mode);
 /// "HWID_PROCESSOR" ...; "?HWID?".
 FUS_API const char* hardwareName(std::uint32_t hwid);
+/// "BKP_RAM" ...; "?BKP?".
+FUS_API const char* backPanelStorageName(std::uint32_t storage);
 
 /// The wire's number of a board type. Throws ERR_INDEX "board type" above BOARD_MECHANICS.
 FUS_API HardwareID boardTypeToHardwareID(std::uint32_t boardType);

@@ -12,6 +12,8 @@
 namespace fus {
 
 class FloatArray;
+class GeneratorDefinition;
+class Mask1D;
 class NetPacket;
 class TCPClient;
 class Upcalls;
@@ -29,9 +31,9 @@ constexpr unsigned rebootTimeout(unsigned what, unsigned usual) {
 /// One TCP connection to one generator: commands go out, a reader thread takes every packet off
 /// the socket, and synchronous answers wait in an inbox for whoever sent the command.
 ///
-/// An object serves one connect and one close. Commands may be sent from any number of threads; the
-/// id of a command ties its answer to its caller. A caller on another thread holds a shared
-/// pointer for the length of its call, so a close never deletes what it stands on.
+/// An object serves one connect and the close after it. Commands may be sent from any number of
+/// threads; the id of a command ties its answer to its caller. A caller on another thread holds a
+/// shared pointer for the length of its call, so a close never deletes what it stands on.
 ///
 /// States: no reader; open; dead (the link failed, commands throw `ERR_NOT_CONNECTED`); closed.
 class Connection : private ParameterSource {
@@ -41,10 +43,12 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Opens the link and, for a generator of protocol 3.0 and above, reads its parameters. False
-    /// when the link can't be opened; an exception when the parameters can't be read (the link is
-    /// closed then).
-    bool connect(const char* host, unsigned short port, unsigned timeoutMs);
+    /// Opens the link, brings the back panel to what the definition says (which may cost a second
+    /// link) and, for a generator of protocol 3.0 and above, reads its parameters. False when a
+    /// link can't be opened; an exception when the back panel can't be set or the parameters can't
+    /// be read (the link is closed then). `host` may be the definition's own.
+    bool connect(const char* host, unsigned short port, unsigned timeoutMs,
+                 const GeneratorDefinition& definition);
     /// Announces the end, stops the reader and closes the socket. Waits for the reader thread.
     void close();
     /// The reader runs and its link is not known to be dead.
@@ -140,8 +144,22 @@ public:
     std::string peerAddress() const;
     unsigned short peerPort() const;
 
+    // --- back panel; see the operations of the same names in `FUS` -------------------------------
+
+    void readBackPanelConfiguration(Mask1D& snt, Mask1D& amp, gprotocol::BackPanelStorage source);
+    /// Whoever doesn't let it close the connection must close it after a success: the generator
+    /// doesn't want it any more, and nobody is told when it ends the link.
+    void setBackPanelConfiguration(const Mask1D& snt, const Mask1D& amp,
+                                   gprotocol::BackPanelStorage target, bool closeAfter);
+    void clearBackPanelConfiguration();
+
 private:
     class Reader;
+
+    /// The check at connect: true when the back panel was set, and the link closed.
+    bool applyDefinitionBackPanel(const GeneratorDefinition& definition);
+    void requireBackPanelProtocol() const;
+    void sendBackPanel(const NetPacket& payload);
 
     bool openLink(const char* host, unsigned short port, unsigned timeoutMs);
     void readGeneratorText(TCPClient& socket);

@@ -17,6 +17,7 @@ namespace fus {
 class Connection;
 class FloatArray;
 class GeneratorDefinition;
+class Mask1D;
 
 /// The facade's inside: what it owns, and the calls that come up from the lower floors.
 class FUS::Private final : public Upcalls {
@@ -44,6 +45,8 @@ public:
     unsigned checkVoltages(const FloatArray& voltages);
     void applyBoardMeasureThresholds();
     void applyClock();
+    void setBackPanel(const Mask1D& snt, const Mask1D& amp, gprotocol::BackPanelStorage target);
+    bool applyBackPanel();
 
     void notifyListeners(FUSEvent* event) override;
     void registerListener(FUSListener* listener) override;
@@ -59,6 +62,7 @@ public:
 
 private:
     bool usesNewProtocol();
+    bool hasBackPanel(const GeneratorDefinition& definition, gprotocol::BackPanelStorage source);
     void applyDefinition(const Connection& connection);
     void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
     void closeIfDead(const Connection& connection);

@@ -53,15 +53,12 @@ public:
     bool definesVoltages() const { return m_hasVoltage; }
     /// Bounds of the board measures in their units, by measure index; ERR_INDEX for another type.
     const FloatArray& boardThresholds(gprotocol::BoardType type, bool upper) const;
-    /// Channels in use as the back panel should have them, and where to write them: into the
-    /// generator's memory (BACK_PANEL_RAM), or into its flash too.
+    /// Channels in use as the back panel should have them, empty where not told, and where to
+    /// write them: BKP_RAM or BKP_BOTH.
     const Mask1D& backPanelSNT() const { return m_bkpMaskSNT; }
     const Mask1D& backPanelAMP() const { return m_bkpMaskAMP; }
-    std::uint32_t backPanelStorage() const { return m_backPanelTarget; }
+    gprotocol::BackPanelStorage backPanelStorage() const { return m_backPanelTarget; }
     std::uint32_t clockFrequency() const { return m_clock; } ///< [Hz], 0: not told
-
-    static constexpr std::uint32_t BACK_PANEL_RAM = 0;
-    static constexpr std::uint32_t BACK_PANEL_BOTH = 2;
 
     /// Counts the voltages that are outside of their ranges, with a log line for each. Values
     /// without a range, and NaN, are good.
@@ -123,7 +120,7 @@ private:
     std::array<FloatArray, gprotocol::BOARD_TYPE_COUNT> m_maxBOThresholds;
     Mask1D m_bkpMaskSNT;
     Mask1D m_bkpMaskAMP;
-    std::uint32_t m_backPanelTarget = BACK_PANEL_RAM;
+    gprotocol::BackPanelStorage m_backPanelTarget = gprotocol::BKP_RAM;
     std::uint32_t m_clock = 0; // [Hz]
 
     // made of the decoders

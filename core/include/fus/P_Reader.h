@@ -48,6 +48,11 @@ public:
     bool checkAnswer(unsigned id, unsigned short expectedType);
     void logInbox();
 
+    /// Whether the generator is about to end the link by itself. Then nobody is asked to close the
+    /// connection, as whoever expects the end does so; when it is expected no longer, but has come,
+    /// that is made up for.
+    void expectEnd(bool expected);
+
 protected:
     unsigned run() override;
 
@@ -82,6 +87,7 @@ private:
     bool store(const Header& header, Payload payload);
     std::uint16_t inboxType(const Header& header, const Payload& payload) const;
     void linkFailed();
+    void askToBeClosed();
     void wakeWaiters();
 
     // the callers
@@ -112,6 +118,7 @@ private:
 
     std::atomic<unsigned> m_arrivals{0}; // in the inbox, ever; wraps
     std::atomic<bool> m_closed{false};
+    std::atomic<bool> m_endExpected{false};
 };
 
 } // namespace fus
