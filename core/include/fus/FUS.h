@@ -188,16 +188,15 @@ public:
     /// `Generator::setClockFrequency` throws.
     void applyDefClock();
 
-    // --- back panel: which channels of the boards are in use; since protocol 3.1
-    // ------------------
+    // --- back panel: which channels of the boards are in use; since protocol 3.1 -----------------
     //
-    // Two masks, one for the synthesizers and one for the amplifiers, with an entry for each
-    // channel of each slot, that are 16 for a slot. Each operation blocks until the generator has
-    // answered. All throw `ERR_NOT_CONNECTED` without an open connection, in secure mode
-    // `ERR_PROTOCOL` before protocol 3.1, `ERR_TIMEOUT` when the link is lost or no
-    // answer comes in time (the default answer time-out, unless told), `ERR_SOCKET_WRITE`, and for
-    // a refusal of the generator the `FUSException` with its hardware code, or `ERR_GENERATOR`
-    // where it gives none.
+    // Two masks, one for the synthesizers and one for the amplifiers, with 16 entries for each slot
+    // of boards, in the order of the slots. Each operation blocks until the generator has answered.
+    //
+    // All throw `ERR_NOT_CONNECTED` without an open connection; `ERR_PROTOCOL` before protocol 3.1,
+    // in secure mode; `ERR_TIMEOUT` when no answer comes in time (the default answer time-out,
+    // unless told) or the link is lost; `ERR_SOCKET_WRITE`; and for a refusal of the generator the
+    // `FUSException` with its hardware code, or `ERR_GENERATOR` where it gives none.
 
     /// Reads the configuration. Both masks come out with the same size: the smallest number of
     /// whole slots that holds every active channel, 0 if there is none or if the FLASH is empty.
