@@ -45,6 +45,7 @@ const Commands::Row* Commands::findRow(unsigned type) {
         {CMD_TRAJ_EXEC_V2, 0, 300, &Commands::start},
         {CMD_TRAJ_SEND_V3, 301, ANY_PROTOCOL, &Commands::upload},
         {CMD_TRAJ_EXEC_V3, 301, ANY_PROTOCOL, &Commands::start},
+        {CMD_REBOOT, 0, ANY_PROTOCOL, &Commands::reboot},
         {CMD_TRAJ_STOP, 0, ANY_PROTOCOL, &Commands::stop, true},
         {CMD_CLOSE, 0, ANY_PROTOCOL, &Commands::close, true},
         {CMD_PARAM_GET, 0, 299, &Commands::readParameter},
@@ -280,6 +281,29 @@ Reply Commands::backPanel(const Request& request) {
         break;
     default:
         refuse(INCORRECT_PARAMETER, command, "Unknown command for the back panel.");
+    }
+    return reply;
+}
+
+// The answer comes when the slave boards are there again, but before everything goes down.
+Reply Commands::reboot(const Request& request) {
+    ByteReader reader(request.payload);
+    const std::uint32_t what = reader.u32();
+    needEnd(reader);
+    Reply reply;
+    reply.endsLink = true;
+    switch (what) {
+    case REBOOT_ALL:
+        m_machine.isToReboot = true;
+        break;
+    case REBOOT_SLAVES:
+        m_executor.stopAndWait(STOP_ABANDONED);
+        m_mot.reboot();
+        m_hardware.rebootSlaves();
+        reply.waitUs = static_cast<std::uint32_t>(m_machine.description.slaveRebootSeconds * 1e6);
+        break;
+    default:
+        refuse(INCORRECT_PARAMETER, what, "Nothing to reboot: %u.", static_cast<unsigned>(what));
     }
     return reply;
 }

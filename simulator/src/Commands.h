@@ -32,8 +32,9 @@ struct Reply {
 class Commands {
 public:
     Commands(Machine& machine, Surroundings& surroundings)
-        : m_hardware(machine.hardware), m_executor(machine.executor), m_control(machine.control),
-          m_mot(surroundings.mot), m_backPanel(surroundings.backPanel) {}
+        : m_machine(machine), m_hardware(machine.hardware), m_executor(machine.executor),
+          m_control(machine.control), m_mot(surroundings.mot), m_backPanel(surroundings.backPanel) {
+    }
 
     // Throws a Refusal.
     Reply carryOut(const Request& request);
@@ -53,6 +54,7 @@ private:
     Reply boardCommand(const Request& request);
     Reply systemState(const Request& request);
     Reply channelState(const Request& request);
+    Reply reboot(const Request& request);
     Reply backPanel(const Request& request);
     Reply amplifierSupply(const Request& request);
     Reply heartBeat(const Request& request);
@@ -62,6 +64,7 @@ private:
     Job readStart(const Request& request);
     void checkStart(const Job& job);
 
+    Machine& m_machine;
     Hardware& m_hardware;
     Executor& m_executor;
     RunControl& m_control;

@@ -28,6 +28,7 @@ namespace {
 
 constexpr std::size_t MIN_INI_SIZE = 32;
 constexpr std::size_t MAX_INI_SIZE = 131072;
+constexpr double MAX_REBOOT_SECONDS = 3600;
 constexpr std::size_t MAX_SHOTS = 4096;    // what a client accepts as shot index
 constexpr std::size_t MAX_CHANNELS = 4096; // and as count of channel states
 
@@ -54,7 +55,7 @@ void describeGeneral(const Config& ini, Description& result) {
     const std::string name = "simulator";
     checkKeys(*section, name,
               {"load_ohm", "load_resonance_hz", "load_q", "max_voltage", "channel_spread_percent",
-               "thermal_seconds", "watchdog_us"});
+               "thermal_seconds", "watchdog_us", "reboot_seconds", "slave_reboot_seconds"});
     LoadDescription& load = result.load;
     load.ohm = readNumber(*section, name, "load_ohm", load.ohm);
     load.resonanceHz = readNumber(*section, name, "load_resonance_hz", load.resonanceHz);
@@ -63,6 +64,14 @@ void describeGeneral(const Config& ini, Description& result) {
     load.spreadPercent = readNumber(*section, name, "channel_spread_percent", load.spreadPercent);
     load.thermalSeconds = readNumber(*section, name, "thermal_seconds", load.thermalSeconds);
     result.watchdogUs = readUnsigned(*section, name, "watchdog_us", result.watchdogUs);
+    for (const auto& [key, target] :
+         {std::pair<const char*, double*>{"reboot_seconds", &result.rebootSeconds},
+          {"slave_reboot_seconds", &result.slaveRebootSeconds}}) {
+        *target = readNumber(*section, name, key, *target);
+        if (*target < 0 || *target > MAX_REBOOT_SECONDS) {
+            fail(formatted("[simulator]: '%s' is 0 to %.0f", key, MAX_REBOOT_SECONDS));
+        }
+    }
     if (load.ohm <= 0 || load.resonanceHz <= 0 || load.thermalSeconds <= 0) {
         fail("[simulator]: 'load_ohm', 'load_resonance_hz' and 'thermal_seconds' must be above 0");
     }

@@ -58,6 +58,8 @@ public:
     Bytes readMeasures(const BoardDescription& board);
     // (hardware id, address, status) of all active boards.
     std::vector<std::array<std::uint32_t, 3>> systemState() const;
+    // As they were at the start, and with them what they work by: clock and channels.
+    void rebootSlaves();
     // The main switch, and those of the amplifiers that have one.
     void switchAmplifiers(bool isOn);
 
@@ -136,6 +138,7 @@ private:
     std::uint32_t status(unsigned hwid, unsigned address) const;
     void change(unsigned hwid, unsigned address, unsigned id, std::uint64_t value);
     void resetSlaves();
+    std::uint64_t valueAtStart(unsigned hwid, unsigned id) const;
     void restoreAll();
     void refresh();
     std::optional<Alarm> alarm();

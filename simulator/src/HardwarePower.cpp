@@ -86,6 +86,26 @@ void Hardware::resetSlaves() {
     restoreAll();
 }
 
+std::uint64_t Hardware::valueAtStart(unsigned hwid, unsigned id) const {
+    const auto board = m_description.boardParameters.find(hwid);
+    if (board != m_description.boardParameters.end() && board->second.count(id) > 0) {
+        return board->second.at(id);
+    }
+    return findParameterRow(id)->initial;
+}
+
+// They come up on order, which is nothing to be told.
+void Hardware::rebootSlaves() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    resetSlaves();
+    for (auto& [key, board] : m_boards) {
+        board.status = key.first == HWID_PROCESSOR ? board.status : 0;
+    }
+    m_manualStates.assign(m_manualStates.size(), true);
+    change(HWID_PROCESSOR, 0, BPARAM_UPB_CLOCK_FREQUENCY,
+           valueAtStart(HWID_PROCESSOR, BPARAM_UPB_CLOCK_FREQUENCY));
+}
+
 void Hardware::restoreAll() {
     for (auto& [key, board] : m_boards) {
         board.isDisabled = false;

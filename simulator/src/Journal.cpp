@@ -88,6 +88,12 @@ std::vector<ExecutionRecord> Journal::executions() const {
     return {m_executions.begin(), m_executions.end()};
 }
 
+void Journal::rebooted() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_reboots;
+    m_changed.notify_all();
+}
+
 void Journal::clientCame() {
     std::lock_guard<std::mutex> lock(m_mutex);
     ++m_clients;
@@ -127,6 +133,10 @@ bool Journal::waitUntilIdle(unsigned timeoutMs) const {
 
 bool Journal::waitForTriggerWait(unsigned timeoutMs) const {
     return wait(timeoutMs, [&] { return m_triggerWait; });
+}
+
+bool Journal::waitForReboots(unsigned count, unsigned timeoutMs) const {
+    return wait(timeoutMs, [&] { return m_reboots >= count; });
 }
 
 bool Journal::waitForClients(unsigned connected, unsigned timeoutMs) const {

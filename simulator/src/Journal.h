@@ -29,6 +29,7 @@ public:
     void setTriggerWait(bool waiting);
     std::vector<ExecutionRecord> executions() const;
 
+    void rebooted();
     void clientCame();
     void clientGone();
     void clientRefused();
@@ -38,6 +39,7 @@ public:
     bool waitForCommand(unsigned type, std::size_t count, unsigned timeoutMs) const;
     bool waitUntilIdle(unsigned timeoutMs) const;
     bool waitForTriggerWait(unsigned timeoutMs) const;
+    bool waitForReboots(unsigned count, unsigned timeoutMs) const;
     bool waitForClients(unsigned connected, unsigned timeoutMs) const;
 
 private:
@@ -57,6 +59,7 @@ private:
     std::deque<ExecutionRecord> m_executions;
     bool m_running = false;
     bool m_triggerWait = false;
+    unsigned m_reboots = 0;
     unsigned m_clients = 0;
     unsigned m_connected = 0;
     unsigned m_refused = 0;

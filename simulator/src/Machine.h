@@ -14,6 +14,8 @@
 #include "fussim/Description.h"
 #include "fussim/Simulator.h"
 
+#include <atomic>
+
 namespace fus {
 namespace simulator {
 
@@ -50,6 +52,7 @@ struct Machine {
     Hardware hardware;
     RunControl control;
     Executor executor;
+    std::atomic<bool> isToReboot{false}; // when its client has gone
 };
 
 } // namespace simulator

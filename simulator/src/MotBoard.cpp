@@ -229,6 +229,22 @@ void MotBoard::giveUp() {
     m_route.timeout = MOT_FOREVER;
 }
 
+void MotBoard::reboot() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    for (MotAxis& axis : m_axes) {
+        MotAxis fresh(axis.index(), m_board);
+        fresh.position = std::round(positionOf(axis));
+        axis = fresh;
+    }
+    m_accepted.reset();
+    m_prepared.reset();
+    m_motion.reset();
+    m_route = Route();
+    m_displacement.assign(m_axes.size(), {});
+    m_status = 0;
+    m_changed.notify_all();
+}
+
 double MotBoard::positionOf(const MotAxis& axis) const {
     if (m_motion) {
         for (const Course& course : m_motion->courses) {

@@ -49,6 +49,8 @@ public:
     void release(const std::shared_ptr<Outlet>& outlet, std::uint32_t id);
     // Stops whatever moves.
     void clientGone();
+    // It knows nothing any more but what it was told at the start. What moves stands still.
+    void reboot();
     // The faults have changed.
     void suffer();
 

@@ -8,6 +8,7 @@ namespace simulator {
 
 namespace {
 
+constexpr int BACKLOG = 8;
 constexpr unsigned SLICE_MS = 20;
 // So long a second client may wait for the first to be gone.
 constexpr unsigned GRACE_MS = 300;
@@ -35,20 +36,25 @@ void Server::note(const std::string& line) const {
     }
 }
 
-void Server::listen() {
-    platform::startNetwork();
-    const std::uint32_t address = platform::resolveIPv4(m_options.host.c_str());
-    if (address == platform::ANY_ADDRESS && m_options.host != "0.0.0.0") {
-        throw SimulatorError("unknown host '" + m_options.host + "'");
-    }
+// On failure the system's last error is that of the call that failed.
+bool Server::bind(std::uint16_t port) {
     m_listener = platform::openTcpSocket();
     const int on = 1;
     platform::setSocketOption(m_listener, platform::SOCKET_LEVEL_SOCKET,
                               platform::OPTION_REUSE_ADDRESS, &on, sizeof on);
+    platform::setBlocking(m_listener, false);
+    return platform::bindSocket(m_listener, m_address, port) == 0;
+}
+
+void Server::listen() {
+    platform::startNetwork();
+    m_address = platform::resolveIPv4(m_options.host.c_str());
+    if (m_address == platform::ANY_ADDRESS && m_options.host != "0.0.0.0") {
+        throw SimulatorError("unknown host '" + m_options.host + "'");
+    }
     std::uint32_t boundAddress = 0;
     std::uint16_t boundPort = 0;
-    if (platform::bindSocket(m_listener, address, m_options.port) != 0 ||
-        platform::listenSocket(m_listener, 8) != 0 ||
+    if (!bind(m_options.port) || platform::listenSocket(m_listener, BACKLOG) != 0 ||
         platform::socketName(m_listener, boundAddress, boundPort) != 0) {
         const std::string reason = platform::socketErrorText(platform::lastSocketError());
         closeListener(m_listener);
@@ -56,7 +62,6 @@ void Server::listen() {
             formatted("can't listen on %s:%u: ", m_options.host.c_str(), unsigned{m_options.port}) +
             reason);
     }
-    platform::setBlocking(m_listener, false);
     m_port = boundPort;
 }
 
@@ -83,7 +88,9 @@ void Server::stop() {
 
 void Server::run() {
     while (!m_quit) {
-        if (platform::waitReadable(m_listener, SLICE_MS) == 1) {
+        if (isRebootDue()) {
+            reboot();
+        } else if (platform::waitReadable(m_listener, SLICE_MS) == 1) {
             acceptClient();
         }
         endSession();
@@ -111,6 +118,15 @@ void Server::acceptClient() {
         m_surroundings.journal.clientRefused();
         platform::closeSocket(socket);
         return;
+    }
+    if (isRebootDue() && rebootTime().count() > 0) {
+        note("a client during a reboot: closed");
+        m_surroundings.journal.clientRefused();
+        platform::closeSocket(socket);
+        return;
+    }
+    if (isRebootDue()) {
+        reboot();
     }
     rewire();
     auto next = std::make_unique<Session>(machine(), m_surroundings, socket);
@@ -170,6 +186,51 @@ void Server::rewire() {
     next->hardware.takeBoards(previous->hardware);
     std::lock_guard<std::mutex> lock(m_mutex);
     m_machine = std::move(next);
+}
+
+// Its client has gone.
+bool Server::isRebootDue() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_machine->isToReboot && !m_session;
+}
+
+std::chrono::duration<double> Server::rebootTime() const {
+    return std::chrono::duration<double>(m_description.rebootSeconds * m_options.timeScale);
+}
+
+void Server::reboot() {
+    note("reboot");
+    const bool takesTime = rebootTime().count() > 0;
+    if (takesTime) {
+        stayDown();
+    }
+    m_surroundings.backPanel.boot();
+    m_surroundings.mot.reboot();
+    {
+        std::shared_ptr<Machine> next = newMachine();
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_machine = std::move(next);
+    }
+    if (takesTime && platform::listenSocket(m_listener, BACKLOG) != 0) {
+        note("can't listen any more: " + platform::socketErrorText(platform::lastSocketError()));
+    }
+    m_surroundings.journal.rebooted();
+}
+
+// A port that is bound without being listened on refuses connections, and nobody else takes it.
+void Server::stayDown() {
+    const auto isOver = [this, end = std::chrono::steady_clock::now() + rebootTime()] {
+        return m_quit || std::chrono::steady_clock::now() >= end;
+    };
+    const auto slice = std::chrono::milliseconds(SLICE_MS);
+    closeListener(m_listener);
+    while (!bind(m_port) && !m_quit) {
+        closeListener(m_listener);
+        std::this_thread::sleep_for(slice);
+    }
+    while (!isOver()) {
+        std::this_thread::sleep_for(slice);
+    }
 }
 
 } // namespace simulator

@@ -8,6 +8,7 @@
 #include "platform/platform.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -37,12 +38,17 @@ public:
 
 private:
     void listen();
+    bool bind(std::uint16_t port);
     void run();
     void acceptClient();
     void endSession();
     std::unique_ptr<Session> takeSession();
     bool makeRoom();
     void rewire();
+    bool isRebootDue() const;
+    std::chrono::duration<double> rebootTime() const;
+    void reboot();
+    void stayDown();
     std::shared_ptr<Machine> newMachine();
     void note(const std::string& line) const;
 
@@ -55,6 +61,7 @@ private:
     // of start and stop
     std::thread m_thread;
     platform::Socket m_listener = platform::NO_SOCKET;
+    std::uint32_t m_address = 0;
 
     std::atomic<bool> m_quit{false};
     std::atomic<std::uint16_t> m_port{0};

@@ -246,6 +246,10 @@ bool Simulator::waitForTriggerWait(unsigned timeoutMs) const {
     return m_private->surroundings().journal.waitForTriggerWait(timeoutMs);
 }
 
+bool Simulator::waitForReboots(unsigned count, unsigned timeoutMs) const {
+    return m_private->surroundings().journal.waitForReboots(count, timeoutMs);
+}
+
 bool Simulator::waitForClients(unsigned connected, unsigned timeoutMs) const {
     return m_private->surroundings().journal.waitForClients(connected, timeoutMs);
 }

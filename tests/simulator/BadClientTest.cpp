@@ -41,8 +41,8 @@ TEST(BadClient, CostsOnlyItsOwnLinkWhateverItSends) {
     simulator.start();
     std::mt19937 random(4711);
     const auto byte = [&] { return static_cast<unsigned char>(random()); };
-    const unsigned types[] = {1102, 1103, 1113, 1115, 1116, 1119, 1121, 1122,
-                              1123, 1307, 1308, 1309, 1311, 1312, 65535};
+    const unsigned types[] = {1102, 1103, 1109, 1113, 1115, 1116, 1119, 1121,
+                              1122, 1123, 1307, 1308, 1309, 1311, 1312, 65535};
     for (unsigned round = 0; round < 20; ++round) {
         Client client(simulator);
         client.welcome();

@@ -216,7 +216,7 @@ TEST(Wire, RefusesInTheFormOfTheGeneration) {
 
     Story v3;
     expectRefusalV3(*v3.client, 1115, be16(1363), 0x11160000);
-    expectRefusalV3(*v3.client, 1109, be32(9000), 0x11160000);
+    expectRefusalV3(*v3.client, 1109, be32(9002), 0x13090000);
     expectRefusalV3(*v3.client, 1307, zeroes(21), 0x11140000);
     expectRefusalV3(*v3.client, 1307, boardCommand(10, 0, 70) + u8(0), 0x11140000);
     expectRefusalV3(*v3.client, 1309, be16(255) + Bytes(255, 1), 0x11140000);

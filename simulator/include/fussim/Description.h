@@ -129,8 +129,10 @@ struct Description {
     LoadDescription load;
     MechanicsDescription mechanics; // no axes without a mechanical board
     std::uint32_t watchdogUs = 2100000;
-    Wiring wiring;               // that the text tells; none in protocol 2
-    std::optional<Wiring> flash; // of the back panel, at start; it overrules the text's
+    double rebootSeconds = 20;     // of everything
+    double slaveRebootSeconds = 3; // of the slave boards
+    Wiring wiring;                 // that the text tells; none in protocol 2
+    std::optional<Wiring> flash;   // of the back panel, at start; it overrules the text's
     // Start values of board parameters, by hardware id; and of the one-byte generator parameters of
     // protocol 2.
     std::map<unsigned, std::map<unsigned, std::uint64_t>> boardParameters;

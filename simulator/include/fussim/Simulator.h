@@ -19,8 +19,8 @@ struct Options {
     std::string host = "127.0.0.1"; // IPv4 address that it listens on
     std::uint16_t port = 0;         // 0: a free one
     // Seconds that pass for each simulated second; 0: as fast as it can. Scales shots, delays and
-    // CMD_WAIT and the time in which amplifiers heat up and cool, but neither the heart-beat nor
-    // faults. With 0 nothing cools but by shots, delays and CMD_WAIT.
+    // CMD_WAIT, reboots and the time in which amplifiers heat up and cool, but neither the
+    // heart-beat nor faults. With 0 nothing cools but by shots, delays and CMD_WAIT.
     double timeScale = 1.0;
     std::uint64_t seed = 1;      // of the noise; the same seed and story give the same measures
     unsigned triggerEveryMs = 0; // pulses on the trigger input; 0: none
@@ -36,7 +36,9 @@ public:
 // One client is served at a time. A second one is closed at once, unless the first has announced
 // its end. What a client leaves behind is kept for the next one: buffers, parameters, thresholds,
 // channel states; a running execution stops when its client goes. A change of the back panel counts
-// from the next client on, for whom buffers are empty and all channels on.
+// from the next client on, for whom buffers are empty and all channels on. Nothing outlives a
+// reboot but the FLASH, where the axes stand, and the faults; while it lasts, connections are
+// refused.
 //
 // All members may be called from any thread, but start and stop from one at a time.
 class Simulator {
@@ -111,6 +113,7 @@ public:
     std::vector<ExecutionRecord> executions() const;   // the last 1024, in order of their start
     bool waitUntilIdle(unsigned timeoutMs) const;      // no execution runs
     bool waitForTriggerWait(unsigned timeoutMs) const; // an execution waits for a pulse
+    bool waitForReboots(unsigned count, unsigned timeoutMs) const;     // of everything, and over
     bool waitForClients(unsigned connected, unsigned timeoutMs) const; // 0 or 1
     unsigned clientCount() const;                                      // clients served so far
     unsigned refusedClients() const;
