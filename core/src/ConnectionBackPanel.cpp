@@ -20,14 +20,6 @@ namespace {
 
 constexpr unsigned PROTOCOL_BACK_PANEL = 301;
 
-// What to do, at the head of the payload.
-enum BackPanelAction : std::uint32_t {
-    BACK_PANEL_READ = 0x9DC0178D,
-    BACK_PANEL_SET = 0x9DC0178E,
-    BACK_PANEL_CLEAR = 0x9DC0178F
-};
-
-constexpr std::uint32_t MAX_CHANNELS = 4096;
 // Writing the flash takes longer than any other command.
 constexpr unsigned SET_TIMEOUT = 20000; // [ms]
 constexpr std::size_t MASK_TEXT_SIZE = 256;
@@ -65,7 +57,7 @@ Mask1D readFlags(NetPacket& packet, std::uint32_t count) {
 
 Masks readMasks(NetPacket* packet) {
     const std::uint32_t count = packet != nullptr ? packet->read32() : 0;
-    if (packet == nullptr || count > MAX_CHANNELS) {
+    if (packet == nullptr || count > BKP_MAX_CHANNELS) {
         FUS_THROW(ERR_PACKET);
     }
     Masks masks;
@@ -98,7 +90,7 @@ void shrink(Masks& masks, std::size_t slot) {
 NetPacket setPayload(const Mask1D& snt, const Mask1D& amp, BackPanelStorage target) {
     const std::size_t count = std::max(snt.size(), amp.size());
     NetPacket payload(static_cast<std::uint32_t>(12 + 2 * count));
-    payload.write32(BACK_PANEL_SET);
+    payload.write32(BKP_CMD_SET);
     payload.write32(target == BKP_BOTH ? 1 : 0);
     payload.write32(static_cast<std::uint32_t>(count));
     for (const Mask1D* mask : {&snt, &amp}) {
@@ -137,7 +129,7 @@ void Connection::readBackPanelConfiguration(Mask1D& snt, Mask1D& amp, BackPanelS
         FUS_THROW_MSG(ERR_ARGUMENT, "Invalid backpanel storage source.");
     }
     NetPacket payload(8);
-    payload.write32(BACK_PANEL_READ);
+    payload.write32(BKP_CMD_READ);
     payload.write32(source == BKP_FLASH ? 1 : 0);
     Masks masks;
     try {
@@ -194,7 +186,7 @@ void Connection::sendBackPanel(const NetPacket& payload) {
 void Connection::clearBackPanelConfiguration() {
     requireBackPanelProtocol();
     NetPacket payload(4);
-    payload.write32(BACK_PANEL_CLEAR);
+    payload.write32(BKP_CMD_CLEAR);
     awaitAnswer(sendCommand(CMD_BACKPANEL_CONFIG, payload), ANSWER_OK);
 }
 
