@@ -166,12 +166,18 @@ void greet(ScriptedPeer& peer, Generation generation) {
 }
 
 void greet(ScriptedPeer& peer, Generation generation, const std::string& ini) {
-    greet(peer, generation, ini, {{HWID_AMPLIFIER, 0}, {HWID_AMPLIFIER, 1}});
+    peer.sendIni(ini);
+    answerConnect(peer, generation);
 }
 
 void greet(ScriptedPeer& peer, Generation generation, const std::string& ini,
            const std::vector<BoardAddress>& boards) {
     peer.sendIni(ini);
+    answerConnect(peer, generation, boards);
+}
+
+void answerConnect(ScriptedPeer& peer, Generation generation,
+                   const std::vector<BoardAddress>& boards) {
     if (generation != Generation::V2) {
         answerParameters(peer);
         answerMeasures(peer, boards);

@@ -36,6 +36,9 @@ struct BoardAddress {
 };
 void greet(ScriptedPeer& peer, Generation generation, const std::string& ini,
            const std::vector<BoardAddress>& boards);
+/// Only the answers, without the text.
+void answerConnect(ScriptedPeer& peer, Generation generation,
+                   const std::vector<BoardAddress>& boards = {{12, 0}, {12, 1}});
 
 /// The commands that a connect costs. The command after them has an id that is greater by one.
 unsigned commandsOfConnect(Generation generation);
