@@ -1,6 +1,7 @@
 #include "fus/P_ChecksumPrivate.h"
 #include "fus/P_LogMacros.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace fus {
@@ -79,6 +80,7 @@ public:
         m_checksum.eolType = Line(first).end;
         FUS_LOG(DEBUG, "Checksum: EOL type: %s.", eolName(m_checksum.eolType));
         m_checksum.meaningful.reserve(m_checksum.input.size());
+        m_checksum.lines.reserve(expectedLines());
         auto problem = Checksum::VALIDATION_OK;
         for (std::string_view rest = m_checksum.input; !rest.empty() && !problem;) {
             problem = readLine(Line(rest));
@@ -87,6 +89,13 @@ public:
     }
 
 private:
+    /// As many as there are if all end like the first: a list that grows is moved again and again.
+    size_t expectedLines() const {
+        const char end = m_checksum.eolType == Checksum::EOL_MAC ? '\r' : '\n';
+        const std::string& input = m_checksum.input;
+        return static_cast<size_t>(std::count(input.begin(), input.end(), end)) + 1;
+    }
+
     Checksum::ValidationProblem readLine(const Line& line) {
         if (m_strict && (line.end == Checksum::EOL_UNKNOWN || line.end != m_checksum.eolType)) {
             return wrongEnd(line.end);
