@@ -60,5 +60,18 @@ TEST(WholeFileTest, KeepsAFilesPermissionsAndASymbolicLink) {
     }
 }
 
+TEST(WholeFileTest, ChangesNothingIfTheLastCheckRefuses) {
+    const ScratchDirectory scratch;
+    const std::string file = scratch.file("a.ini");
+    writeWholeFile(file, "old");
+    const auto refuse = [&] {
+        EXPECT_EQ(scratch.names().size(), 2U) << "the new content is complete beside the old one";
+        throw ToolError("no");
+    };
+    EXPECT_THROW(writeWholeFile(file, "new", refuse), ToolError);
+    EXPECT_EQ(ScratchDirectory::content(file), "old");
+    EXPECT_EQ(scratch.names(), std::vector<std::string>{"a.ini"});
+}
+
 } // namespace
 } // namespace fus::tool::test

@@ -37,6 +37,20 @@ const std::vector<Command>& commands() {
                     "write the text by which the generator describes itself;\n"
                     "fus-simulator --description FILE simulates it"}}),
          runInfo},
+        {"checksum", "whether definition files hold their checksums; fresh checksums",
+         "verify|update|validate FILE...", 2, static_cast<std::size_t>(-1),
+         "verify    tells whether each file has the content that its checksum was made of\n"
+         "update    writes the right checksum into each file whose checksum isn't right\n"
+         "validate  tells whether each file is in form, with a checksum, right or not\n",
+         withCommon(
+             {{"--any-format", nullptr, "verify: a checksum before the first section is good, too"},
+              {"--force", nullptr, "update: write files whose checksum is right, too"},
+              {"--format", "header|file",
+               "validate: the checksum must stand before the first section,\n"
+               "or in the section [File]"},
+              {"--eol", "linux|mac|dos", "validate: the line ends must be these"},
+              {"--json", nullptr, "print JSON"}}),
+         runChecksum},
     };
     return TABLE;
 }

@@ -4,6 +4,7 @@
 #include "Text.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -14,6 +15,8 @@ namespace fus::tool {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::size_t PORTION = 65536;
 
 /// The new file, which goes unless it was renamed.
 class Draft {
@@ -31,9 +34,9 @@ public:
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
-    void write(const std::string& content);
+    /// With these permissions from the start, so that nobody reads who may not.
+    void write(std::string_view content, fs::perms permissions);
     void renameTo(const fs::path& target);
-    const fs::path& path() const { return m_path; }
 
 private:
     fs::path m_path;
@@ -44,13 +47,23 @@ private:
     throw fs::filesystem_error("", error);
 }
 
-void Draft::write(const std::string& content) {
+[[noreturn]] void failAsTold() {
+    fail({errno != 0 ? errno : EIO, std::generic_category()});
+}
+
+void Draft::write(std::string_view content, fs::perms permissions) {
     errno = 0;
     std::ofstream file(m_path, std::ios::binary);
+    if (!file) {
+        failAsTold();
+    }
+    if (permissions != fs::perms::unknown) {
+        fs::permissions(m_path, permissions);
+    }
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     file.close(); // a full disk may show here only
     if (!file) {
-        fail({errno != 0 ? errno : EIO, std::generic_category()});
+        failAsTold();
     }
 }
 
@@ -64,7 +77,8 @@ fs::path behindLinks(const fs::path& target) {
     return fs::is_symlink(target) ? fs::weakly_canonical(target) : target;
 }
 
-void replace(const fs::path& target, const std::string& content) {
+void replace(const fs::path& target, std::string_view content,
+             const std::function<void()>& lastCheck) {
     const fs::file_status old = fs::status(target);
     if (fs::exists(old) && !fs::is_regular_file(old)) {
         fail(std::make_error_code(std::errc::operation_not_supported));
@@ -74,18 +88,53 @@ void replace(const fs::path& target, const std::string& content) {
         fail(std::make_error_code(std::errc::permission_denied));
     }
     Draft draft(target);
-    draft.write(content);
-    if (fs::exists(old)) {
-        fs::permissions(draft.path(), old.permissions());
+    draft.write(content, fs::exists(old) ? old.permissions() : fs::perms::unknown);
+    if (lastCheck) {
+        lastCheck();
     }
     draft.renameTo(target);
 }
 
+std::string readAll(const fs::path& path) {
+    if (fs::is_directory(path)) { // which some systems open
+        fail(std::make_error_code(std::errc::is_a_directory));
+    }
+    errno = 0;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        failAsTold();
+    }
+    std::string bytes;
+    std::error_code unknown;
+    const std::uintmax_t size = fs::file_size(path, unknown);
+    bytes.reserve((unknown ? 0 : static_cast<std::size_t>(size)) + PORTION);
+    while (file) {
+        const std::size_t before = bytes.size();
+        bytes.resize(before + PORTION);
+        file.read(&bytes[before], PORTION);
+        bytes.resize(before + static_cast<std::size_t>(file.gcount()));
+    }
+    if (file.bad()) {
+        failAsTold();
+    }
+    return bytes;
+}
+
 } // namespace
 
-void writeWholeFile(const std::string& fileName, const std::string& content) {
+std::string readWholeFile(const std::string& fileName) {
     try {
-        replace(behindLinks(fileName), content);
+        return readAll(fileName);
+    } catch (const fs::filesystem_error& error) {
+        throw ToolError(printable(fileName) +
+                        ": can't be read: " + printable(error.code().message()));
+    }
+}
+
+void writeWholeFile(const std::string& fileName, std::string_view content,
+                    const std::function<void()>& lastCheck) {
+    try {
+        replace(behindLinks(fileName), content, lastCheck);
     } catch (const fs::filesystem_error& error) {
         throw ToolError(printable(fileName) +
                         ": can't be written: " + printable(error.code().message()));
