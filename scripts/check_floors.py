@@ -28,7 +28,8 @@ FLOORS = [
         ErrorInfo GProtocol NetPacket Network TCPClient TCPSocket protocol
     """),
     ("description", """
-        Board BoardInfo GeneratorConfig GeneratorConfigTables GeneratorDefinition GeneratorSettingsTables
+        Board BoardInfo DefinitionReview GeneratorConfig GeneratorConfigTables GeneratorDefinition
+        GeneratorSettingsTables
         Measure PrivateBoard PrivateMeasure
     """),
     ("results and events", """
@@ -38,10 +39,11 @@ FLOORS = [
         Connection JSONExport Reader Upcalls
     """),
     ("shooting and mechanics", """
-        ElectronicTrajectory Generator GeneratorLimits GeneratorParameters GeneratorPrivate
-        PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
+        DefinitionCheck ElectronicTrajectory Generator GeneratorLimits GeneratorParameters
+        GeneratorPrivate PhaseShot TimeSlicer TrajectoryBufferInfo TrajectoryUpload WatchdogCheckListener
         LowLevelMechanics LowLevelMechanicsPrivate MechanicalActuator MechanicalActuatorData
-        MechanicalDisplacement MechanicalOriginThread MechanicalStatus Mechanics MotionStarts Move
+        MechanicalActuatorSteps MechanicalDefinition MechanicalDisplacement MechanicalOriginThread
+        MechanicalStatus Mechanics MotionStarts Move
     """),
     ("facade", """
         FUS FUSAccess FUSPrivate

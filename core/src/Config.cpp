@@ -122,72 +122,102 @@ private:
 /// Takes the lines of a text one by one, and knows the section and the comment that it is in.
 class ConfigReader {
 public:
-    explicit ConfigReader(Config& config) : m_config(config), m_section(&config) {}
+    ConfigReader(Config& config, ConfigObserver* observer)
+        : m_config(config), m_section(&config), m_observer(observer) {}
 
-    void readLine(std::string_view line) {
+    /// Null, or why the line can't be read.
+    const char* readLine(std::string_view line) {
         const std::string_view content = withoutLeadingBlanks(line);
         if (content.empty() || content.front() == '#' || content.front() == ';') {
-            return;
+            return nullptr;
         }
         if (startsWith(content, "/*")) {
-            ++m_commentDepth;
-        } else if (startsWith(content, "*/")) {
-            require(m_commentDepth > 0);
-            --m_commentDepth;
-        } else if (m_commentDepth > 0) {
-            return;
-        } else if (content.front() == '[') {
-            readSection(content.substr(1));
-        } else {
-            readParam(content);
+            return moveToDepth(m_commentDepth + 1, content);
         }
+        if (startsWith(content, "*/")) {
+            return m_commentDepth > 0 ? moveToDepth(m_commentDepth - 1, content)
+                                      : "no comment is open that could end here";
+        }
+        if (m_commentDepth > 0) {
+            return nullptr;
+        }
+        return content.front() == '[' ? readSection(content.substr(1)) : readParam(content);
     }
 
 private:
-    static void require(bool condition) {
-        if (!condition) {
-            FUS_THROW(ERR_CONFIG_PARSE);
+    const char* moveToDepth(size_t depth, std::string_view content) {
+        m_commentDepth = depth;
+        if (m_observer != nullptr) {
+            m_observer->onComment(depth, withoutTrailingBlanks(content.substr(2)));
         }
+        return nullptr;
     }
 
-    void readSection(std::string_view content) {
+    const char* readSection(std::string_view content) {
         content = withoutLeadingBlanks(content);
         const size_t end = content.find(']');
-        require(end != std::string_view::npos);
+        if (end == std::string_view::npos) {
+            return "the ']' behind the section's name is missing";
+        }
         const std::string_view name = withoutTrailingBlanks(content.substr(0, end));
         // A path ends at a zero byte, but its length counts before that.
-        require(name.size() != 1);
-        m_section = m_config.createSection(name.substr(0, name.find('\0')));
-        require(m_section != nullptr);
+        ConfigSection* const section =
+            name.size() == 1 ? nullptr : m_config.createSection(name.substr(0, name.find('\0')));
+        if (section == nullptr) {
+            return "a section's name has at least two characters";
+        }
+        m_section = section;
+        if (m_observer != nullptr) {
+            m_observer->onSection(*section, withoutTrailingBlanks(content.substr(end + 1)));
+        }
+        return nullptr;
     }
 
-    void readParam(std::string_view content) {
+    const char* readParam(std::string_view content) {
         size_t keyEnd = 0;
         while (keyEnd < content.size() && !isBlank(content[keyEnd]) &&
                !isSeparator(content[keyEnd])) {
             ++keyEnd;
         }
         const std::string_view rest = withoutLeadingBlanks(content.substr(keyEnd));
-        require(!rest.empty() && isSeparator(rest.front()));
+        if (rest.empty() || !isSeparator(rest.front())) {
+            return "neither a comment nor a section nor 'key = value'";
+        }
         const std::string_view value = withoutLeadingBlanks(rest.substr(1));
         m_section->addParam(content.substr(0, keyEnd), withoutTrailingBlanks(value));
+        if (m_observer != nullptr) {
+            m_observer->onParam(*m_section);
+        }
+        return nullptr;
     }
 
     Config& m_config;
     ConfigSection* m_section;
+    ConfigObserver* m_observer;
     size_t m_commentDepth = 0;
 };
 
 Config::Config() : ConfigSection("/") {}
 
-void Config::read(std::istream& stream) {
+void Config::read(std::istream& stream, ConfigObserver* observer) {
     if (!stream.good()) {
         FUS_THROW_MSG(ERR_CONFIG_PARSE, "Invalid stream/file.");
     }
-    ConfigReader reader(*this);
+    ConfigReader reader(*this, observer);
     LineSource source(stream);
-    for (std::string_view line; source.next(line);) {
-        reader.readLine(line);
+    std::string_view line;
+    for (size_t number = 1; source.next(line); ++number) {
+        if (observer != nullptr) {
+            observer->onLine(number, line);
+        }
+        const char* const fault = reader.readLine(line);
+        if (fault == nullptr) {
+            continue;
+        }
+        if (observer == nullptr) {
+            FUS_THROW(ERR_CONFIG_PARSE);
+        }
+        observer->onFault(fault);
     }
 }
 

@@ -3,6 +3,8 @@
 #include "fus/P_TextCursor.h"
 
 #include <algorithm>
+#include <cstring>
+#include <iterator>
 
 namespace fus {
 
@@ -79,6 +81,12 @@ bool ConfigParam::toBool(bool defaultValue) const noexcept {
         }
     }
     return defaultValue;
+}
+
+bool ConfigParam::isBoolWord(const char* text) noexcept {
+    return std::any_of(std::begin(SPELLINGS), std::end(SPELLINGS), [text](const Spelling& word) {
+        return startsWith(text, word.text) && text[std::strlen(word.text)] == '\0';
+    });
 }
 
 int32_t ConfigParam::toInt(int32_t defaultValue) const {

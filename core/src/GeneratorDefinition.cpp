@@ -1,10 +1,77 @@
 #include "fus/P_GeneratorDefinition.h"
 
+#include "fus/P_Config.h"
 #include "fus/P_LogMacros.h"
 
 #include <algorithm>
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <streambuf>
 
 namespace fus {
+
+namespace {
+
+/// A text as the buffer of a stream, without a copy.
+class TextBuffer : public std::streambuf {
+public:
+    explicit TextBuffer(const char* text) {
+        char* const begin = const_cast<char*>(text); // a buffer for reading doesn't write
+        setg(begin, begin, begin + std::strlen(text));
+    }
+};
+
+} // namespace
+
+bool GeneratorDefinition::load(std::istream& stream) {
+    clear();
+    if (!stream.good()) {
+        return false;
+    }
+    try {
+        m_loaded = read(stream);
+    } catch (const FUSException& e) {
+        FUS_LOG(ERROR, "Error parsing generator definition: %s (%s@%d)", e.message(),
+                e.sourceFile(), static_cast<int>(e.line()));
+    } catch (const std::exception& e) { // a file that memory can't hold
+        FUS_LOG(ERROR, "Error loading generator definition: %s", e.what());
+    }
+    if (!m_loaded) {
+        clear();
+    }
+    return m_loaded;
+}
+
+bool GeneratorDefinition::loadFile(const char* filename) {
+    std::ifstream file(filename, std::ios::binary);
+    if (!file) {
+        clear();
+        FUS_LOG(ERROR, "Can not open file '%s'.", filename);
+        return false;
+    }
+    return load(file);
+}
+
+bool GeneratorDefinition::loadText(const char* text) {
+    TextBuffer buffer(text);
+    std::istream stream(&buffer);
+    return load(stream);
+}
+
+bool GeneratorDefinition::read(std::istream& stream) {
+    Config config;
+    config.read(stream);
+    if (!readSections(config, nullptr) || !meetsRequirements(nullptr)) {
+        return false;
+    }
+    if (stream.bad()) { // the end is missing, and nobody knows what it would have said
+        FUS_LOG(ERROR, "Error loading generator definition: it can not be read to its end");
+        return false;
+    }
+    tabulateDecoders();
+    return true;
+}
 
 void GeneratorDefinition::clear() {
     *this = GeneratorDefinition();

@@ -1,13 +1,11 @@
-// The mechanical definition: reading it, sharing it, forgetting it.
+// The mechanical definition: loading it, and forgetting it.
 
 #include "fus/P_LowLevelMechanicsPrivate.h"
 
 #include "fus/P_Config.h"
 #include "fus/P_LogMacros.h"
 
-#include <algorithm>
 #include <fstream>
-#include <numeric>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -15,15 +13,6 @@
 namespace fus {
 
 namespace {
-
-constexpr int NO_VERSION = -1;
-constexpr int FORMAT_VERSION = 1;
-constexpr unsigned AXIS_COUNT = 5;
-constexpr unsigned BYTE_MAX = 255;
-
-unsigned count(std::size_t size) {
-    return static_cast<unsigned>(size);
-}
 
 bool parse(std::istream& stream, Config& config) {
     try {
@@ -36,73 +25,7 @@ bool parse(std::istream& stream, Config& config) {
     }
 }
 
-bool checkFile(const Config& config) {
-    const ConfigSection* const file = config.findSection("File");
-    if (file == nullptr) {
-        FUS_LOG(ERROR, "Missing section : [File]");
-        return false;
-    }
-    const int version = file->getInt("version", NO_VERSION);
-    if (version == NO_VERSION) {
-        FUS_LOG(ERROR, "Missing file version, please update!");
-    } else if (version != FORMAT_VERSION) {
-        FUS_LOG(ERROR, "Unknown file format (version=%d), trying anyway...", version);
-    }
-    return true;
-}
-
-std::vector<std::uint32_t> listedOrder(const Config& config) {
-    std::vector<std::uint32_t> order;
-    if (const ConfigSection* const global = config.findSection("Global")) {
-        global->getUnsigneds("initOrder", order);
-    }
-    return order;
-}
-
-/// What the list names and there is; all actuators if that is nothing.
-std::vector<unsigned> initOrder(const std::vector<std::uint32_t>& listed, std::size_t actuators) {
-    std::vector<unsigned> order;
-    for (const std::uint32_t index : listed) {
-        if (index >= actuators) {
-            FUS_LOG(ERROR, "Invalid axis identifier in [Global].initOrder (%u), ignored.", index);
-        } else if (std::find(order.begin(), order.end(), index) != order.end()) {
-            FUS_LOG(ERROR, "Duplicate axis identifier in [Global].initOrder (%u), ignored.", index);
-        } else {
-            order.push_back(index);
-        }
-    }
-    if (order.empty()) {
-        order.resize(actuators);
-        std::iota(order.begin(), order.end(), 0U);
-    }
-    return order;
-}
-
 } // namespace
-
-const MechanicalActuator& MechanicalDefinition::at(unsigned index) const {
-    if (index > BYTE_MAX) {
-        FUS_THROW_INDEX("actuator index (bad cast)", index, actuators.size());
-    }
-    if (index >= actuators.size()) {
-        FUS_THROW_INDEX("actuator index", index, actuators.size());
-    }
-    return *actuators[index];
-}
-
-OriginParams& MechanicalDefinition::originParams(unsigned index) const {
-    return at(index).originParameters();
-}
-
-OriginParams* MechanicalDefinition::findOriginParams(unsigned index) const {
-    return index < actuators.size() ? &actuators[index]->originParameters() : nullptr;
-}
-
-void MechanicalDefinition::clearOrigins() const {
-    for (const auto& actuator : actuators) {
-        actuator->clearOrigin();
-    }
-}
 
 bool LowLevelMechanicsPrivate::loadDefinition(const char* filename) {
     if (filename == nullptr || *filename == '\0') {
@@ -132,48 +55,16 @@ bool LowLevelMechanicsPrivate::loadDefinitionString(const char* text) {
 bool LowLevelMechanicsPrivate::loadFromStream(std::istream& stream) {
     FUS_LOG(VERBOSE, "Loading mechanical definition from stream");
     clearDefinition();
-    auto definition = std::make_shared<MechanicalDefinition>();
-    if (!readDefinition(stream, *definition)) {
-        return false;
-    }
-    setDefinition(std::move(definition), true);
-    return true;
-}
-
-bool LowLevelMechanicsPrivate::readDefinition(std::istream& stream,
-                                              MechanicalDefinition& definition) {
     Config config;
-    if (!parse(stream, config) || !checkFile(config)) {
+    if (!parse(stream, config) || !MechanicalDefinition::checkFile(config, nullptr)) {
         return false;
     }
-    const std::vector<std::uint32_t> listed = listedOrder(config);
-    if (!readActuators(config, definition)) {
+    auto definition = std::make_shared<MechanicalDefinition>();
+    if (!definition->read(config, nullptr)) {
         clearDefinition();
         return false;
     }
-    FUS_LOG(INFO, "  %u actuators loaded", count(definition.actuators.size()));
-    definition.initOrder = initOrder(listed, definition.actuators.size());
-    return true;
-}
-
-bool LowLevelMechanicsPrivate::readActuators(const ConfigSection& root,
-                                             MechanicalDefinition& definition) {
-    for (unsigned axis = 0; axis < AXIS_COUNT; ++axis) {
-        const std::string name = "Axis" + std::to_string(axis);
-        const ConfigSection* const section = root.findSection(name.c_str());
-        if (section == nullptr) {
-            continue;
-        }
-        std::unique_ptr<MechanicalActuator> actuator(new MechanicalActuator(axis));
-        if (!actuator->init(*section)) {
-            FUS_LOG(ERROR, "Failed to init actuator from section [%s]", name.c_str());
-            return false;
-        }
-        FUS_LOG(INFO, "  - id: %u, name: %s, type: %s, range [%d, %d]", actuator->address(),
-                actuator->name(), actuator->motionName(), actuator->lowerBound(),
-                actuator->upperBound());
-        definition.actuators.push_back(std::move(actuator));
-    }
+    setDefinition(std::move(definition), true);
     return true;
 }
 

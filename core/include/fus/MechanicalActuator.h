@@ -9,6 +9,7 @@
 namespace fus {
 
 class ConfigSection;
+struct DefinitionReview;
 struct MechanicalActuatorData;
 struct OriginParams;
 
@@ -109,8 +110,9 @@ private:
     ~MechanicalActuator();
 
     /// Takes everything from a section [AxisN] and its two sub-sections. False, after a log line,
-    /// for the first requirement that isn't met; the actuator is then as it was.
-    bool init(const ConfigSection& section);
+    /// for the first requirement that isn't met; the actuator is then as it was. The review, if
+    /// there is one, is told of all of them.
+    bool init(const ConfigSection& section, DefinitionReview* review);
     OriginParams& originParameters() const;
     void clearOrigin() const;
 

@@ -30,6 +30,8 @@ public:
 
     /// By prefix, in any case: yes, true, no, false; by the first byte: y, 1, n, 0. Never logs.
     bool toBool(bool defaultValue) const noexcept;
+    /// Whether a text is one of these words, and nothing more.
+    static bool isBoolWord(const char* text) noexcept;
     int32_t toInt(int32_t defaultValue) const;
     uint32_t toUnsigned(uint32_t defaultValue) const;
     float toFloat(float defaultValue) const;
@@ -127,6 +129,23 @@ private:
     mutable NameIndex m_sectionIndex;
 };
 
+/// Is told what the reader takes each line of a text for, which the tree no longer knows.
+class ConfigObserver {
+public:
+    virtual ~ConfigObserver() = default;
+    /// Each line, without its line feed, before anything else that is told about it. Counts from 1.
+    virtual void onLine(size_t number, std::string_view line) = 0;
+    /// A section line, with what stands behind its bracket and is ignored.
+    virtual void onSection(const ConfigSection& section, std::string_view ignored) = 0;
+    /// A parameter, which is now the section's last one.
+    virtual void onParam(const ConfigSection& section) = 0;
+    /// The start or the end of a block comment: how deep it is from here on, and what stands in the
+    /// same line and is ignored.
+    virtual void onComment(size_t depth, std::string_view ignored) = 0;
+    /// A line that can't be read, and why.
+    virtual void onFault(const char* why) = 0;
+};
+
 /// An INI text as a tree; the document is its root, with the name "/".
 class Config : public ConfigSection {
 public:
@@ -136,7 +155,9 @@ public:
     /// Adds what the stream holds to the tree. ERR_CONFIG_PARSE for a stream that is not good at
     /// entry and for a line that cannot be read; what was read before it stays in the tree. A
     /// stream that fails later is taken as ended.
-    void read(std::istream& stream);
+    ///
+    /// With an observer, lines that cannot be read are told to it and passed over.
+    void read(std::istream& stream, ConfigObserver* observer = nullptr);
 };
 
 } // namespace fus

@@ -16,6 +16,8 @@ namespace fus {
 
 class Config;
 class ConfigSection;
+struct DefinitionKey;
+struct DefinitionReview;
 
 /// Measures that a channel of an amplifier has, by AmplifierType.
 inline constexpr unsigned EXPECTED_COMPONENTS[gprotocol::AMPLIFIER_COUNT] = {0, 3, 4, 3};
@@ -35,6 +37,11 @@ public:
     bool loadFile(const char* filename);
     bool loadText(const char* text);
     void clear();
+    /// Reads a tree as the loads do, to its end whatever is wrong with it, and tells the review all
+    /// of that. False where they would refuse it; the object isn't loaded after either.
+    bool review(const Config& config, DefinitionReview& review);
+    /// What a definition may hold.
+    static std::vector<DefinitionKey> keys();
     /// True only after a complete and valid load.
     bool isLoaded() const { return m_loaded; }
 
@@ -82,6 +89,7 @@ public:
 
 private:
     struct Key;
+    struct Level;
     struct Section;
     struct Requirement;
 
@@ -89,9 +97,10 @@ private:
     using ByteTable = std::vector<float>;
 
     bool read(std::istream& stream);
-    bool readSections(const Config& config);
-    bool readDecoders(const ConfigSection& section);
-    bool meetsRequirements() const;
+    bool readSections(const Config& config, DefinitionReview* review);
+    bool readDecoders(const ConfigSection& section, DefinitionReview* review);
+    bool readLevel(const ConfigSection& section, const Level& level, DefinitionReview* review);
+    bool meetsRequirements(DefinitionReview* review) const;
     void tabulateDecoders();
     float decode(std::size_t measure, float raw) const;
     float cosineOf(float rawPhase, float phase) const;

@@ -16,10 +16,13 @@
 
 namespace fus {
 
+class Config;
 class ConfigSection;
 class Connection;
 class FUSException;
 class MechanicalOriginThread;
+struct DefinitionKey;
+struct DefinitionReview;
 
 /// The address of the one board.
 constexpr unsigned MOT_ADDRESS = 0;
@@ -35,6 +38,17 @@ inline NetPacket littleEndianPacket(unsigned size) {
 /// for the origins, which are atomic. Shared: an operation that is under way keeps its definition
 /// when another one takes its place.
 struct MechanicalDefinition {
+    /// False, after a log line, if the head of the file isn't that of a definition.
+    static bool checkFile(const Config& config, DefinitionReview* review);
+    /// Takes the axes and their order. False, after a log line, if one of them isn't good. With a
+    /// review, all of them are read, and the review is told.
+    bool read(const Config& config, DefinitionReview* review);
+    /// Reads a tree as a load does, to its end whatever is wrong with it, and tells the review all
+    /// of that. False where a load would refuse it.
+    static bool review(const Config& config, DefinitionReview& review);
+    /// What a definition may hold.
+    static std::vector<DefinitionKey> keys();
+
     /// `ERR_INDEX` for an index that isn't one.
     const MechanicalActuator& at(unsigned index) const;
     /// The same for what a search needs and finds.
@@ -46,6 +60,10 @@ struct MechanicalDefinition {
 
     std::vector<std::unique_ptr<MechanicalActuator>> actuators;
     std::vector<unsigned> initOrder; ///< indexes of `actuators`
+
+private:
+    bool readActuator(unsigned axis, const ConfigSection& section, DefinitionReview* review);
+    void reviewAxes(DefinitionReview& review) const;
 };
 
 /// What was so when an operation began. It keeps its connection and its definition for its whole
@@ -132,8 +150,6 @@ private:
 
     // definition
     bool loadFromStream(std::istream& stream);
-    bool readDefinition(std::istream& stream, MechanicalDefinition& definition);
-    static bool readActuators(const ConfigSection& root, MechanicalDefinition& definition);
     void setDefinition(std::shared_ptr<const MechanicalDefinition> definition, bool loaded);
     void forgetBoard();
     void leaveLink(bool linkAlive);
