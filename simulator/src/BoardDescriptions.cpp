@@ -2,7 +2,6 @@
 
 #include "IniValues.h"
 #include "MeasureDescriptions.h"
-#include "Parameters.h"
 #include "Wiring.h"
 
 #include "fus/P_GProtocol.h"
@@ -126,16 +125,7 @@ const BoardDescription* firstAmplifier(const Description& description) {
 } // namespace
 
 const char* boardTypeName(unsigned hwid) {
-    switch (boardBit(hwid)) {
-    case ON_UPB:
-        return "UPB";
-    case ON_SNT:
-        return "SNT";
-    case ON_AMP:
-        return "AMP";
-    default:
-        return "MOT";
-    }
+    return BOARD_SHORT_NAMES[hardwareIDToBoardType(hwid)];
 }
 
 void describeBoards(const Config& ini, const GeneratorConfig& config, Description& result) {

@@ -124,8 +124,14 @@ std::string CommandLine::helpText() {
         text += formatted("  %-30s %s\n", name.c_str(), row.help);
     }
     text +=
-        "\nFaults (a type is a number or a name such as CMD_TRAJ_EXEC_V3 or ANSWER_EXEC_ASYNC;"
-        "\nnth counts from 1, without it each one is struck; execution and shot count from 0):\n";
+        "\nFaults, with the keys that each of them needs and, in brackets, those that it takes. A "
+        "type is"
+        "\na number or a name such as CMD_TRAJ_EXEC_V3 or ANSWER_EXEC_ASYNC; nth counts from 1, "
+        "without"
+        "\nit each one is struck; execution and shot count from 0; board is a board command such as"
+        "\nCMD_BOARD_CRC_DATE, mech one of the mechanical board; hwid is 10 (processor), 11 "
+        "(synthesizer),"
+        "\n12 (amplifier) or 15 (mechanics).\n";
     return text + Fault::help();
 }
 

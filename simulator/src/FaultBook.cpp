@@ -1,16 +1,52 @@
 #include "FaultBook.h"
 
+#include <algorithm>
+
 namespace fus {
 namespace simulator {
 
 namespace {
 
 bool isRefusal(FaultKind kind) {
-    return kind >= FaultKind::ERROR_ANSWER && kind <= FaultKind::BOARD_ERROR;
+    return kind >= FaultKind::ERROR_ANSWER && kind <= FaultKind::BACK_PANEL_ERROR;
 }
 
 bool isDistortion(FaultKind kind) {
-    return kind <= FaultKind::PAYLOAD_SIZE;
+    return kind <= FaultKind::CRC_FORMAT;
+}
+
+// Where the parts of a board's answer begin.
+constexpr std::size_t ANSWERING_BOARD = 12; // hardware id, address, command
+constexpr std::size_t RESULT = 16;
+constexpr std::size_t DATA_SIZE = 18;
+constexpr std::size_t DATA = 20;
+// And those of a board command.
+constexpr std::size_t ASKED_BOARD = 16;
+
+constexpr std::size_t FORMAT_OF_CRC = DATA + 31;
+
+constexpr unsigned NO_ADDRESS = 0xFFFF; // that no board has
+
+void readBoard(const Bytes& payload, std::size_t position, Occasion& occasion) {
+    if (payload.size() >= position + 4) {
+        ByteReader reader(payload.data() + position, 4);
+        occasion.hwid = reader.u8();
+        occasion.address = reader.u8();
+        occasion.boardCommand = reader.u16();
+    }
+}
+
+// A refusal stays one.
+void setBoardData(Packet& packet, std::uint32_t size) {
+    Bytes& payload = packet.payload;
+    if (payload.size() < DATA_SIZE ||
+        ByteReader(payload.data() + RESULT, 2).u16() == gprotocol::BOARD_RESULT_NO) {
+        return;
+    }
+    std::copy_n(payload.begin() + ANSWERING_BOARD + 2, 2, payload.begin() + RESULT);
+    payload.resize(DATA + size);
+    payload[DATA_SIZE] = static_cast<std::uint8_t>(size >> 8);
+    payload[DATA_SIZE + 1] = static_cast<std::uint8_t>(size & 0xFF);
 }
 
 void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
@@ -34,25 +70,68 @@ void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
     case FaultKind::PAYLOAD_SIZE:
         packet.payload.resize(fault.value);
         break;
+    case FaultKind::CUT_ANSWER:
+        verdict.cutAt = fault.value;
+        break;
+    case FaultKind::BOARD_DATA:
+        setBoardData(packet, fault.value);
+        break;
+    case FaultKind::CRC_FORMAT:
+        if (packet.payload.size() > FORMAT_OF_CRC) {
+            packet.payload[FORMAT_OF_CRC] = static_cast<std::uint8_t>(fault.value);
+        }
+        break;
     default:
         break;
     }
 }
 
-// The mechanical command that the packet answers, 0 if it answers none.
-unsigned mechCommandOf(const Packet& packet) {
-    constexpr std::size_t HWID_OFFSET = 12;
-    const bool isOfBoard =
-        packet.type == gprotocol::ANSWER_BOARD || packet.type == gprotocol::ANSWER_BOARD_ASYNC;
-    const Bytes& payload = packet.payload;
-    if (!isOfBoard || payload.size() < HWID_OFFSET + 4 ||
-        payload[HWID_OFFSET] != gprotocol::HWID_MECHANICS) {
-        return 0;
+// To which a fault on packets is limited by what it is.
+bool canStrike(const Fault& fault, const Occasion& occasion) {
+    switch (fault.kind) {
+    case FaultKind::CUT_ANSWER:
+        return occasion.command != 0 && occasion.packet != gprotocol::ANSWER_BOARD_ASYNC;
+    case FaultKind::BOARD_DATA:
+        return occasion.packet == gprotocol::ANSWER_BOARD;
+    case FaultKind::CRC_FORMAT:
+        return occasion.packet == gprotocol::ANSWER_BOARD &&
+               occasion.boardCommand == gprotocol::CMD_BOARD_CRC_DATE;
+    case FaultKind::BOARD_ERROR:
+        return occasion.command == gprotocol::CMD_BOARD_CMD;
+    case FaultKind::BACK_PANEL_ERROR:
+        return occasion.command == gprotocol::CMD_BACKPANEL_CONFIG;
+    default:
+        return true;
     }
-    return ByteReader(payload.data() + HWID_OFFSET + 2, 2).u16();
+}
+
+// Whether a key that limits a fault lets this pass; 0 is no limit.
+bool admits(std::uint32_t limit, std::uint32_t value) {
+    return limit == 0 || limit == value;
 }
 
 } // namespace
+
+Occasion Occasion::of(unsigned command, const Bytes& payload) {
+    Occasion occasion;
+    occasion.command = command;
+    if (command == gprotocol::CMD_BOARD_CMD) {
+        readBoard(payload, ASKED_BOARD, occasion);
+    } else if (command == gprotocol::CMD_BACKPANEL_CONFIG && payload.size() >= 4) {
+        occasion.backPanelCommand = ByteReader(payload).u32();
+    }
+    return occasion;
+}
+
+Occasion Occasion::of(unsigned command, const Packet& packet) {
+    Occasion occasion;
+    occasion.command = command;
+    occasion.packet = packet.type;
+    if (packet.type == gprotocol::ANSWER_BOARD || packet.type == gprotocol::ANSWER_BOARD_ASYNC) {
+        readBoard(packet.payload, ANSWERING_BOARD, occasion);
+    }
+    return occasion;
+}
 
 void FaultBook::add(const Fault& fault) {
     std::lock_guard<std::mutex> lock(m_mutex);
@@ -66,26 +145,26 @@ void FaultBook::clear() {
     m_any = false;
 }
 
-bool FaultBook::strikes(Entry& entry, unsigned command, unsigned packet, unsigned mech) {
+bool FaultBook::strikes(Entry& entry, const Occasion& occasion) {
     const Fault& fault = entry.fault;
-    if ((fault.command != 0 && fault.command != command) ||
-        (fault.packet != 0 && fault.packet != packet) ||
-        (fault.mechCommand != 0 && fault.mechCommand != mech)) {
+    const bool isOfBoard = occasion.hwid != 0;
+    const unsigned mech = occasion.hwid == gprotocol::HWID_MECHANICS ? occasion.boardCommand : 0;
+    if (!canStrike(fault, occasion) || !admits(fault.command, occasion.command) ||
+        !admits(fault.packet, occasion.packet) || !admits(fault.mechCommand, mech) ||
+        !admits(fault.boardCommand, occasion.boardCommand) ||
+        !admits(fault.backPanelCommand, occasion.backPanelCommand) ||
+        !isOnBoard(fault, occasion.hwid, isOfBoard ? occasion.address : NO_ADDRESS)) {
         return false;
     }
     ++entry.seen;
     return fault.nth == 0 || fault.nth == entry.seen;
 }
 
-std::optional<Fault> FaultBook::refusal(unsigned command) {
+std::optional<Fault> FaultBook::refusal(const Occasion& occasion) {
     std::optional<Fault> found;
     std::lock_guard<std::mutex> lock(m_mutex);
     for (Entry& entry : m_entries) {
-        const bool forBoards = entry.fault.kind == FaultKind::BOARD_ERROR;
-        if (!isRefusal(entry.fault.kind) || (forBoards && command != gprotocol::CMD_BOARD_CMD)) {
-            continue;
-        }
-        if (strikes(entry, command, 0, 0) && !found) {
+        if (isRefusal(entry.fault.kind) && strikes(entry, occasion) && !found) {
             found = entry.fault;
         }
     }
@@ -94,11 +173,10 @@ std::optional<Fault> FaultBook::refusal(unsigned command) {
 
 FaultBook::Verdict FaultBook::distort(unsigned command, Packet& packet) {
     Verdict verdict;
-    const unsigned type = packet.type;
-    const unsigned mech = mechCommandOf(packet);
+    const Occasion occasion = Occasion::of(command, packet);
     std::lock_guard<std::mutex> lock(m_mutex);
     for (Entry& entry : m_entries) {
-        if (isDistortion(entry.fault.kind) && strikes(entry, command, type, mech)) {
+        if (isDistortion(entry.fault.kind) && strikes(entry, occasion)) {
             apply(entry.fault, packet, verdict);
         }
     }
@@ -196,10 +274,14 @@ std::optional<Fault> FaultBook::onAxis(FaultKind kind, unsigned axis) const {
 }
 
 std::optional<Fault> FaultBook::onMechanics(FaultKind kind, unsigned command, unsigned packet) {
+    Occasion occasion;
+    occasion.packet = packet;
+    occasion.hwid = gprotocol::HWID_MECHANICS;
+    occasion.boardCommand = command;
     std::optional<Fault> found;
     std::lock_guard<std::mutex> lock(m_mutex);
     for (Entry& entry : m_entries) {
-        if (entry.fault.kind == kind && strikes(entry, 0, packet, command) && !found) {
+        if (entry.fault.kind == kind && strikes(entry, occasion) && !found) {
             found = entry.fault;
         }
     }

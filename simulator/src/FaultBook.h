@@ -14,6 +14,19 @@
 namespace fus {
 namespace simulator {
 
+// What is under way when a fault may strike.
+struct Occasion {
+    unsigned command = 0; // type of the command that came, or that is answered; 0 for results
+    unsigned packet = 0;  // type of what is sent
+    unsigned hwid = 0;    // of the board that is asked or answers, and its command
+    unsigned address = 0;
+    unsigned boardCommand = 0;
+    std::uint32_t backPanelCommand = 0;
+
+    static Occasion of(unsigned command, const Bytes& payload);
+    static Occasion of(unsigned command, const Packet& packet);
+};
+
 class FaultBook {
 public:
     void add(const Fault& fault);
@@ -22,10 +35,11 @@ public:
     bool any() const { return m_any.load(std::memory_order_relaxed); }
 
     // The refusal with which this command is to be answered, if any.
-    std::optional<Fault> refusal(unsigned command);
+    std::optional<Fault> refusal(const Occasion& occasion);
     struct Verdict {
         bool missing = false;
         unsigned lateMs = 0;
+        std::optional<std::uint32_t> cutAt; // byte of an answer behind which the link is to be cut
     };
     // Changes a packet before it is sent. `command` is the type of the command that it answers, 0
     // for results.
@@ -53,7 +67,7 @@ private:
         Fault fault;
         unsigned seen = 0;
     };
-    static bool strikes(Entry& entry, unsigned command, unsigned packet, unsigned mech);
+    static bool strikes(Entry& entry, const Occasion& occasion);
     static bool isOnBoard(const Fault& fault, unsigned hwid, unsigned address);
     const Fault* find(FaultKind kind) const;
 

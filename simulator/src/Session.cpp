@@ -110,11 +110,11 @@ bool Session::sendLateAnswers() {
     std::vector<LateAnswer> waiting;
     waiting.swap(m_lateAnswers);
     bool sent = true;
-    for (LateAnswer& answer : waiting) {
-        if (answer.due > Clock::now()) {
-            m_lateAnswers.push_back(std::move(answer));
+    for (LateAnswer& late : waiting) {
+        if (late.due > Clock::now()) {
+            m_lateAnswers.push_back(std::move(late));
         } else {
-            sent = sendAnswer(answer.data, answer.startsJob) && sent;
+            sent = sendAnswer(late.answer) && sent;
             m_leaveAt = m_isLeaving ? Clock::now() + FAREWELL : m_leaveAt;
         }
     }
@@ -166,7 +166,7 @@ bool Session::handlePacket(const Request& request) {
          request.payload.size());
     std::optional<Fault> fault;
     if (m_surroundings.faults.any()) {
-        fault = m_surroundings.faults.refusal(request.type);
+        fault = m_surroundings.faults.refusal(Occasion::of(request.type, request.payload));
     }
     try {
         return fault ? deliver(request, refusalPacket(request, *fault), false) : carryOut(request);
@@ -271,32 +271,38 @@ bool Session::deliver(const Request& request, Packet packet, bool startsJob) {
     if (m_surroundings.faults.any()) {
         verdict = m_surroundings.faults.distort(request.type, packet);
     }
-    Bytes data;
+    Outgoing answer;
+    answer.startsJob = startsJob;
+    answer.isLast = verdict.cutAt.has_value();
     if (!verdict.missing) {
-        packet.appendTo(data);
+        packet.appendTo(answer.data);
+    }
+    if (answer.isLast) {
+        answer.data.resize(std::min<std::size_t>(answer.data.size(), *verdict.cutAt));
     }
     if (verdict.lateMs > 0) {
         const auto due = Clock::now() + std::chrono::milliseconds(verdict.lateMs);
-        m_lateAnswers.push_back({due, std::move(data), startsJob});
+        m_lateAnswers.push_back({due, std::move(answer)});
         return true;
     }
-    return sendAnswer(data, startsJob);
+    return sendAnswer(answer);
 }
 
-bool Session::sendAnswer(const Bytes& data, bool startsJob) {
-    if (startsJob && m_surroundings.faults.has(FaultKind::RESULTS_WITH_ACK)) {
+bool Session::sendAnswer(const Outgoing& answer) {
+    const Bytes& data = answer.data;
+    if (answer.startsJob && m_surroundings.faults.has(FaultKind::RESULTS_WITH_ACK)) {
         m_machine->executor.release(data);
         return true;
     }
-    if (startsJob && m_surroundings.faults.has(FaultKind::RESULTS_BEFORE_ACK)) {
+    if (answer.startsJob && m_surroundings.faults.has(FaultKind::RESULTS_BEFORE_ACK)) {
         m_machine->executor.release({}, data);
         return true;
     }
     const bool sent = data.empty() || m_outlet->send(data);
-    if (startsJob) {
+    if (answer.startsJob) {
         m_machine->executor.release();
     }
-    return sent;
+    return sent && !answer.isLast;
 }
 
 void Session::waitSimulated(std::uint32_t microseconds) {

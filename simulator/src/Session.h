@@ -31,11 +31,15 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    // An answer that a fault holds back, and what happens with it.
+    struct Outgoing {
+        Bytes data;
+        bool startsJob = false;
+        bool isLast = false; // the link is cut behind it
+    };
+    // An answer that a fault holds back.
     struct LateAnswer {
         Clock::time_point due;
-        Bytes data;
-        bool startsJob;
+        Outgoing answer;
     };
 
     void note(const char* format, ...) const FUS_PRINTF_FORMAT(2, 3);
@@ -53,7 +57,7 @@ private:
     Packet refusalPacket(const Request& request, const Fault& fault) const;
     Packet refusalPacket(const Request& request, const Refusal& refusal) const;
     bool deliver(const Request& request, Packet packet, bool startsJob);
-    bool sendAnswer(const Bytes& data, bool startsJob);
+    bool sendAnswer(const Outgoing& answer);
     void waitSimulated(std::uint32_t microseconds);
 
     // constant after construction

@@ -1,6 +1,7 @@
 #include "Client.h"
 #include "fussim/CommandLine.h"
 
+#include <algorithm>
 #include <chrono>
 
 using namespace fus::simulator;
@@ -38,8 +39,12 @@ TEST(Fault, SaysWhatItDoesNotUnderstand) {
         {"reading:raw=1", "'reading' needs 'measure'"},
         {"board-off:shot=1", "'board-off' needs 'address'"},
         {"late:mech=CMD_DANCE,ms=1", "'mech' is neither a number nor a known name: 'CMD_DANCE'"},
-        {"stop", "'stop' needs a 'reason', one of those in the help"},
-        {"stop:reason=boredom", "'stop' needs a 'reason', one of those in the help"},
+        {"missing:board=CMD_CRC", "'board' is neither a number nor a known name: 'CMD_CRC'"},
+        {"board-data:size=65536", "'size' has 16 bits: '65536'"},
+        {"backpanel-error:action=erase", "'action' is read, set or clear: 'erase'"},
+        {"bad-reading:measure=", "'bad-reading' needs 'measure'"},
+        {"stop", "'stop' needs 'reason'"},
+        {"stop:reason=boredom", "'reason' is none of those in the help: 'boredom'"},
     };
     for (const auto& row : rows) {
         EXPECT_EQ(row[1], messageOf([&] { Fault::parse(row[0]); }));
@@ -75,6 +80,71 @@ TEST(Fault, DistortsAnAnswer) {
         EXPECT_EQ(row.answer, story.client->ask(WAIT, 1, be32(0)));
         story.simulator.clearFaults();
         EXPECT_EQ("1301 #2", story.client->ask(WAIT, 2, be32(0)));
+    }
+}
+
+TEST(Fault, StrikesTheAnswersOfTheBoardThatItNames) {
+    const Bytes nothing = zeroes(8);
+    const auto answerOf = [](unsigned address, const Bytes& data) {
+        return described({1, 1307, boardAnswer(12, address, 73, 73) + data});
+    };
+    const Bytes sound = be16(32) + hex("00000200A109772E") + text("2019-03-11") + zeroes(2) +
+                        text("16:31:30") + zeroes(2) + hex("0001");
+    const Bytes odd = Bytes(sound.begin(), sound.end() - 1) + hex("02");
+    const Bytes cut = be16(31) + Bytes(sound.begin() + 2, sound.end() - 1);
+    struct {
+        const char* fault;
+        std::string answer;
+    } const rows[] = {
+        {"missing:board=CMD_BOARD_VERSION", answerOf(15, sound)},
+        {"missing:board=73,hwid=11", answerOf(15, sound)},
+        {"missing:address=0", answerOf(15, sound)},
+        {"missing:board=CMD_BOARD_CRC_DATE,hwid=12,address=15", "1301 #2"},
+        {"late:hwid=12,ms=60000", "1301 #2"},
+        {"crc-format:format=2,address=15", answerOf(15, odd)},
+        {"board-data:size=31,board=CMD_BOARD_CRC_DATE", answerOf(15, cut)},
+        {"board-data:size=0", answerOf(15, be16(0))},
+        {"board-error:board=73,code=0x13040000,text=x",
+         described(
+             {1, 1307,
+              boardAnswer(12, 15, 73, 78) + be16(9) + le32(0x13040000) + le32(0) + text("x")})},
+        {"board-error:board=73,address=14", answerOf(15, sound)},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.fault);
+        Story story;
+        story.simulator.addFault(row.fault);
+        story.client->send(1307, 1, boardCommand(12, 15, 73, nothing));
+        story.client->send(WAIT, 2, be32(0));
+        EXPECT_EQ(row.answer, story.client->nextAnswer());
+    }
+}
+
+TEST(Fault, RefusesOneCommandForTheBackPanel) {
+    const Bytes read = hex("9DC0178D 00000000");
+    const Bytes set = hex("9DC0178E 00000000 00000001 01 01");
+    Story story;
+    story.simulator.addFault("backpanel-error:action=set,code=0x13070000,arg=5,text=n");
+    EXPECT_EQ("1311", story.client->ask(1311, 1, read).substr(0, 4));
+    EXPECT_EQ("1310 #2: 13 07 00 00 00 00 00 05 0A 00 00 02 00 00 00 00 6E 00",
+              story.client->ask(1311, 2, set));
+    EXPECT_EQ(256U, story.simulator.backPanel().snt.size());
+    EXPECT_EQ("1301 #3", story.client->ask(WAIT, 3, be32(0))) << "the link stays";
+}
+
+TEST(Fault, CutsTheLinkInTheMiddleOfAnAnswer) {
+    const Bytes whole = packet(1311, 1, be32(256) + Bytes(512, 1));
+    for (std::size_t byte : {0U, 5U, 100U, 526U, 1000U}) {
+        SCOPED_TRACE(byte);
+        Story story;
+        story.simulator.addFault("cut-answer:command=CMD_BACKPANEL_CONFIG,byte=" +
+                                 std::to_string(byte));
+        EXPECT_EQ("1301 #9", story.client->ask(WAIT, 9, be32(0)));
+        story.client->send(1311, 1, hex("9DC0178D 00000000"));
+        const Bytes sent = story.client->read(2000);
+        EXPECT_EQ(toHex(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(
+                                                                 std::min(byte, whole.size())))),
+                  toHex(sent));
     }
 }
 
@@ -159,6 +229,14 @@ TEST(Fault, OtherMisbehaviour) {
     EXPECT_EQ(text("burnt"), Bytes(answer->payload.begin() + 28, answer->payload.end()));
     EXPECT_EQ("1304 #500", story.client->nextAnswer().substr(0, 9));
     EXPECT_EQ("1301 #4", story.client->ask(1112, 4));
+}
+
+TEST(Fault, TellsWhichKeysItNeeds) {
+    const std::string help = Fault::help();
+    for (const char* keys : {" ms [command packet ", " raw measure [hwid address]",
+                             " address [execution shot]", " [command nth]", " byte\n"}) {
+        EXPECT_NE(std::string::npos, help.find(keys)) << keys;
+    }
 }
 
 TEST(CommandLine, SaysWhatItDoesNotUnderstand) {
