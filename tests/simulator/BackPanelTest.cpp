@@ -1,7 +1,11 @@
 // The channels in use: asked for and set by bytes, and what the generator is from then on.
 #include "Client.h"
 
+#include "fus/FUS.h"
+#include "fus/Generator.h"
 #include "fus/P_GeneratorConfig.h"
+#include "support/LogCapture.h"
+#include "support/RecordingListener.h"
 
 #include <algorithm>
 
@@ -195,5 +199,47 @@ TEST(BackPanel, IsWrittenIntoATextThatStaysAsItIs) {
         const Description rewired = description.rewired(half);
         EXPECT_EQ(head + row.after + rest, rewired.wireText);
         EXPECT_EQ(2U, rewired.channelCount);
+    }
+}
+
+TEST(BackPanel, IsMadeTheDefinitionsByTheLibraryOnceAndFoundSoFromThenOn) {
+    using fus::FUSEvent;
+    using fus::Log;
+    const std::string slot = "1111111111111111";
+    const std::string text = "[config]\nip = 127.0.0.1\nchannels = 32\n[amplifier]\n"
+                             "version = 2012.4.3.0\ntype = 2\nmeasures = 4\n[backpanel]\n"
+                             "SNT.mask = " +
+                             slot + "-" + slot + "-0000000000000000\nAMP.mask = " + slot +
+                             "-0000000000000000-" + slot + "\ntarget = ";
+    const Bytes snt = first(32, 48);
+    const Bytes amp = Bytes(16, 1) + zeroes(16) + Bytes(16, 1);
+    const auto isWired = [&](const Wiring& wiring) {
+        return std::equal(snt.begin(), snt.end(), wiring.snt.begin(), wiring.snt.end()) &&
+               std::equal(amp.begin(), amp.end(), wiring.amp.begin(), wiring.amp.end());
+    };
+    fus::FUS& library = fus::FUS::getInstance();
+    for (const std::string target : {"RAM", "RAM+FLASH"}) {
+        Simulator simulator(Description::builtIn(), Story::fast());
+        simulator.start();
+        fus::test::RecordingListener listener;
+        library.registerListener(&listener);
+        ASSERT_TRUE(library.getGenerator().loadDefinitionString((text + target).c_str()));
+        for (const bool isFirst : {true, false}) {
+            const fus::test::LogCapture log(Log::VERBOSE);
+            ASSERT_TRUE(library.connect("127.0.0.1", simulator.port(), 5000));
+            EXPECT_EQ(isFirst, log.hasPart("setBackPanelConfiguration("));
+            EXPECT_EQ(!isFirst, log.hasPart("config is compatible with definition"));
+            EXPECT_TRUE(isWired(simulator.backPanel()));
+            EXPECT_EQ(32U, library.getGenerator().getChannelCount());
+            EXPECT_EQ(2U, library.getBoardCount(fus::gprotocol::BOARD_SYNTHESIZER));
+            EXPECT_EQ(2U, library.getBoardAMP(1).address()) << "boards in use come first";
+            library.disconnect();
+        }
+        EXPECT_EQ(target == "RAM+FLASH",
+                  simulator.backPanelFlash() && isWired(*simulator.backPanelFlash()));
+        ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_DISCONNECT, 2));
+        EXPECT_EQ(4U, listener.events().size()) << "the second link of a connect is no event";
+        library.unregisterListener(&listener);
+        library.getGenerator().clearDefinition();
     }
 }
