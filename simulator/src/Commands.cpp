@@ -80,6 +80,9 @@ Reply Commands::carryOut(const Request& request) {
     }
     try {
         Reply reply = (this->*row->carryOut)(request);
+        if (m_hardware.takeSlaveReset()) {
+            m_mot.reboot();
+        }
         reply.isSilent = row->isSilent;
         return reply;
     } catch (const ShortData&) {
@@ -298,7 +301,6 @@ Reply Commands::reboot(const Request& request) {
         break;
     case REBOOT_SLAVES:
         m_executor.stopAndWait(STOP_ABANDONED);
-        m_mot.reboot();
         m_hardware.rebootSlaves();
         reply.waitUs = static_cast<std::uint32_t>(m_machine.description.slaveRebootSeconds * 1e6);
         break;

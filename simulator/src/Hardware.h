@@ -60,6 +60,8 @@ public:
     std::vector<std::array<std::uint32_t, 3>> systemState() const;
     // As they were at the start, and with them what they work by: clock and channels.
     void rebootSlaves();
+    // True once after the slave boards came up again.
+    bool takeSlaveReset();
     // The main switch, and those of the amplifiers that have one.
     void switchAmplifiers(bool isOn);
 
@@ -166,6 +168,7 @@ private:
     std::vector<bool> m_shutOff;
     Sensors m_sensors;
     std::vector<Bounds> m_bounds; // of each sensor
+    bool m_slavesWereReset = false;
     unsigned m_refreshedVersion = ~0U;
     std::optional<Alarm> m_obstacle; // to any shot
     std::optional<Alarm> m_pendingAlarm;

@@ -4,6 +4,7 @@
 #include "fus/P_GProtocol.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace fus {
 namespace simulator {
@@ -84,6 +85,12 @@ void Hardware::resetSlaves() {
         }
     }
     restoreAll();
+    m_slavesWereReset = true;
+}
+
+bool Hardware::takeSlaveReset() {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return std::exchange(m_slavesWereReset, false);
 }
 
 std::uint64_t Hardware::valueAtStart(unsigned hwid, unsigned id) const {

@@ -95,6 +95,21 @@ TEST(Reboot, OfTheSlavesLeavesWhatTheProcessorHolds) {
     EXPECT_FALSE(story.simulator.waitForReboots(1, 0));
 }
 
+TEST(Reboot, OfTheSlavesHappensByTheirPeripheralToo) {
+    for (const char* protocol : {"2.5", "3.1"}) {
+        Story story(Story::fast(), Description::shipped(protocol));
+        story.simulator.setMechParameter(0, fus::mprotocol::PARAM_ORIGIN_FOUND, 1);
+        for (unsigned state : {0U, 1U}) {
+            EXPECT_TRUE(story.simulator.mechanics().axes[0].isOriginFound);
+            const std::string answer =
+                *protocol == '2' ? story.client->ask(1116, 1, be16(1373) + u8(2) + u8(state))
+                                 : story.client->ask(1307, 1, write(10, 0, 1402, state));
+            EXPECT_EQ(*protocol == '2' ? "1301 #1" : done(1, 10, 0), answer);
+        }
+        EXPECT_FALSE(story.simulator.mechanics().axes[0].isOriginFound);
+    }
+}
+
 TEST(Reboot, StopsWhatRuns) {
     for (std::uint32_t what : {9000U, 9001U}) {
         Story story;
