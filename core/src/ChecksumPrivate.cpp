@@ -109,16 +109,17 @@ bool ChecksumPrivate::computeDigest() {
 }
 
 bool ChecksumPrivate::computeDigest(SHAContext& context) {
+    computed = false;
+    computedChecksum.clear();
     context.addData(meaningful.data(), meaningful.size());
     context.close();
     const unsigned char* digest = context.digest();
-    computed = digest != nullptr;
-    if (!computed) {
+    if (digest == nullptr) {
         FUS_LOG(ERROR, "Checksum: an error occurred while computing the checksum.");
-        computedChecksum.clear();
         return false;
     }
     computedChecksum = toHex(digest, context.digestSize());
+    computed = true; // at last: whatever throws leaves nothing that looks like a digest
     FUS_LOG(DEBUG, "Checksum: computed  = %s.", computedChecksum.c_str());
     return true;
 }

@@ -303,6 +303,11 @@ TEST(ChecksumTest, PutsTheFreshChecksumWhereTheOldOneStoodOrIntoANewSection) {
         EXPECT_EQ(Checksum::VALIDATION_OK, checksum.compute(true));
         EXPECT_TRUE(checksum.isChecksumOk());
         EXPECT_EQ(row.updated, bytesOf(checksum.getUpdatedData())) << "an update of an update";
+
+        load(checksum, "# c\na=1\n");
+        ASSERT_EQ(Checksum::VALIDATION_OK, checksum.compute(false));
+        EXPECT_EQ(0U, bytesOf(checksum.getUpdatedData()).find("\n# c\na=1\n\n[File]\nversion = "))
+            << "the next text begins anew";
     }
 }
 
@@ -401,6 +406,10 @@ TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
         {folder.path("right"), true, true, C::FORMAT_NONE, C::EOL_DOS, C::VALIDATION_WRONG_EOL},
         {folder.write("header", header), false, true, C::FORMAT_HEADER, C::EOL_DOS,
          C::VALIDATION_OK},
+        {folder.write("large", std::string(200000, ' ') + "\n" + right), true, true, C::FORMAT_NONE,
+         C::EOL_LINUX, C::VALIDATION_OK},
+        {folder.write("unended", "[File]\r\nchecksum = " + FILE_A1 + "\na=1"), true, true,
+         C::FORMAT_FILE_SECTION, C::EOL_DOS, C::VALIDATION_INCONSISTENT_EOL},
         {folder.write("wrong", "[File]\nchecksum = " + NONE_RIGHT + "\n"), false, false,
          C::FORMAT_FILE_SECTION, C::EOL_LINUX, C::VALIDATION_OK},
         {folder.write("none", "a=1"), false, false, C::FORMAT_NONE, C::EOL_LINUX,
