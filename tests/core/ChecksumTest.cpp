@@ -409,7 +409,7 @@ TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
         {folder.write("large", std::string(200000, ' ') + "\n" + right), true, true, C::FORMAT_NONE,
          C::EOL_LINUX, C::VALIDATION_OK},
         {folder.write("unended", "[File]\r\nchecksum = " + FILE_A1 + "\na=1"), true, true,
-         C::FORMAT_FILE_SECTION, C::EOL_DOS, C::VALIDATION_INCONSISTENT_EOL},
+         C::FORMAT_NONE, C::EOL_DOS, C::VALIDATION_INCONSISTENT_EOL},
         {folder.write("wrong", "[File]\nchecksum = " + NONE_RIGHT + "\n"), false, false,
          C::FORMAT_FILE_SECTION, C::EOL_LINUX, C::VALIDATION_OK},
         {folder.write("none", "a=1"), false, false, C::FORMAT_NONE, C::EOL_LINUX,
