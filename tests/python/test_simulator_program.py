@@ -75,7 +75,7 @@ class SimulatorProgram(unittest.TestCase):
                 (["--prot", "1"], "unknown option '--prot'"),
                 (["--description", "no/such/file.ini"], "no/such/file.ini: can't read it"),
                 (["--description", __file__], "not a generator's INI text"),
-                (["--fault", "stop"], "--fault: 'stop' needs a 'reason'"),
+                (["--fault", "stop"], "--fault: 'stop' needs 'reason'"),
                 (["--port", port], "can't listen on 127.0.0.1:" + port)):
             code, out, err = run(*options)
             self.assertEqual((2, ""), (code, out))

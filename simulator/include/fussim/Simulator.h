@@ -51,7 +51,7 @@ public:
 
     // Listens and returns. Throws SimulatorError when the address or the port can't be had.
     void start();
-    // Cuts the client off and joins every thread. May be started again.
+    // Cuts the client off, which ends what runs, and listens no more. May be started again.
     void stop();
     // 0 unless started.
     std::uint16_t port() const;
