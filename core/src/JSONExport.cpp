@@ -1,22 +1,23 @@
 #include "fus/P_JSONExport.h"
 
+#include "fus/FUSException.h"
 #include "fus/P_Connection.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_LocalTime.h"
-#include "fus/P_LogMacros.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <iterator>
 #include <locale>
 #include <sstream>
-#include <vector>
 
 namespace fus {
 
 using namespace gprotocol;
 
 namespace {
+
+constexpr std::size_t RAM_MASK_LENGTH = 255; // of the text; there is no such limit in FLASH
 
 std::string tabs(unsigned count) {
     return std::string(count, '\t');
@@ -132,45 +133,6 @@ constexpr Row<PrivateMeasure> MEASURE_ROWS[] = {
      [](Out out, const PrivateMeasure& m) { out << physicalValue(m, m.upperThreshold); }},
 };
 
-// --- the generator's text ------------------------------------------------------------------------
-
-constexpr const char* INI_BLANKS = " \t\n\r";
-
-std::string trimmed(const std::string& line) {
-    const std::size_t first = line.find_first_not_of(INI_BLANKS);
-    if (first == std::string::npos) {
-        return {};
-    }
-    return line.substr(first, line.find_last_not_of(INI_BLANKS) + 1 - first);
-}
-
-bool isComment(const std::string& line) {
-    return line[0] == '#' || line[0] == ';';
-}
-
-// A blank character stays as it is, and the search passes over what follows it, too: consumers know
-// a raw tab, and the character behind it without a backslash.
-void escapeChars(std::string& text) {
-    std::size_t position = 0;
-    while ((position = text.find_first_of("\"\\\t\n\r", position)) != std::string::npos) {
-        const char found = text[position];
-        switch (found) {
-        case '"':
-        case '\\':
-            text.insert(position, 1, '\\');
-            break;
-        case '\t':
-        case '\n':
-        case '\r':
-            break;
-        default:
-            FUS_LOG(ERROR, "unhandled char (0x%02X) in escapeChars()",
-                    static_cast<unsigned>(static_cast<unsigned char>(found)));
-        }
-        position += 2;
-    }
-}
-
 // --- the document --------------------------------------------------------------------------------
 
 /// Every step takes the description anew from the connection, which throws when the link is lost:
@@ -195,7 +157,7 @@ public:
 
 private:
     template <class Value>
-    void entry(unsigned level, const char* key, const Value& value) {
+    void entry(unsigned level, const std::string& key, const Value& value) {
         m_out << tabs(level) << quoted(key) << ": " << value << ",\n";
     }
 
@@ -205,6 +167,7 @@ private:
 
     void writeLink();
     void writeBackPanel();
+    void writeMasks(const std::string& name, BackPanelStorage source, std::size_t longest);
     void writeBoards();
     void writeBoardsOf(unsigned hwid);
     void writeBoard(const BoardFacts& facts);
@@ -245,13 +208,23 @@ void JSONExport::writeLink() {
 }
 
 void JSONExport::writeBackPanel() {
-    const Mask1D unknown;
     open(1, "backpanel", '{');
-    entry(2, "flash.SNT", quoted(unknown));
-    entry(2, "flash.AMP", quoted(unknown));
-    entry(2, "ram.SNT", quoted(unknown));
-    entry(2, "ram.AMP", quoted(unknown));
+    writeMasks("flash", BKP_FLASH, std::string::npos);
+    writeMasks("ram", BKP_RAM, RAM_MASK_LENGTH);
     m_out << "\t},\n";
+}
+
+void JSONExport::writeMasks(const std::string& name, BackPanelStorage source, std::size_t longest) {
+    Mask1D snt;
+    Mask1D amp;
+    try {
+        m_connection.readBackPanelConfiguration(snt, amp, source);
+    } catch (const FUSException&) {
+        snt.clear();
+        amp.clear();
+    }
+    entry(2, name + ".SNT", quoted(snt, longest));
+    entry(2, name + ".AMP", quoted(amp, longest));
 }
 
 void JSONExport::writeBoards() {
@@ -359,21 +332,8 @@ void JSONExport::writeMeasures(const char* key, const MeasureList& measures) {
 
 void JSONExport::writeText() {
     open(1, "INI", '[');
-    std::istringstream lines(m_connection.config().iniText().c_str()); // as it was read
-    bool isFirstSection = true;
-    for (std::string raw; std::getline(lines, raw);) {
-        std::string line = trimmed(raw);
-        if (line.empty() || isComment(line)) {
-            continue;
-        }
-        if (line[0] == '[') {
-            m_out << (isFirstSection ? "" : "\t\t\"\",\n");
-            isFirstSection = false;
-        }
-        escapeChars(line);
-        m_out << tabs(2) << quoted(line) << ",\n";
-    }
-    m_out << "\t\t\"\"\n\t]\n";
+    writeTextLines(m_out, m_connection.config().iniText());
+    m_out << "\t]\n";
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iosfwd>
 #include <string>
 
 namespace fus {
@@ -13,5 +14,9 @@ class Connection;
 /// they don't tell stays empty or 0. `ERR_NOT_CONNECTED` when the link is lost meanwhile. The
 /// connection must live to the end of the call; it may be closed by another thread.
 std::string exportJSON(Connection& connection);
+
+/// The part of it that holds the generator's text: an element for each line that says something, an
+/// empty one in front of each section but the first, and an empty one at the end.
+void writeTextLines(std::ostream& out, const std::string& text);
 
 } // namespace fus
