@@ -36,11 +36,15 @@ void readBoard(const Bytes& payload, std::size_t position, Occasion& occasion) {
     }
 }
 
-// A refusal stays one.
+// A refusal stays one, whatever is to be done to an answer.
+bool isSuccess(const Bytes& payload) {
+    return payload.size() >= DATA_SIZE &&
+           ByteReader(payload.data() + RESULT, 2).u16() != gprotocol::BOARD_RESULT_NO;
+}
+
 void setBoardData(Packet& packet, std::uint32_t size) {
     Bytes& payload = packet.payload;
-    if (payload.size() < DATA_SIZE ||
-        ByteReader(payload.data() + RESULT, 2).u16() == gprotocol::BOARD_RESULT_NO) {
+    if (!isSuccess(payload)) {
         return;
     }
     std::copy_n(payload.begin() + ANSWERING_BOARD + 2, 2, payload.begin() + RESULT);
@@ -77,7 +81,7 @@ void apply(const Fault& fault, Packet& packet, FaultBook::Verdict& verdict) {
         setBoardData(packet, fault.value);
         break;
     case FaultKind::CRC_FORMAT:
-        if (packet.payload.size() > FORMAT_OF_CRC) {
+        if (isSuccess(packet.payload) && packet.payload.size() > FORMAT_OF_CRC) {
             packet.payload[FORMAT_OF_CRC] = static_cast<std::uint8_t>(fault.value);
         }
         break;
