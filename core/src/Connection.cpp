@@ -194,6 +194,23 @@ std::unique_ptr<NetPacket> Connection::awaitAnswer(unsigned id, unsigned short e
     return packet;
 }
 
+// Such an end is no loss of the link, and no business of the event sender. The link may be dead by
+// the time that the answer is read, so the reader is asked for it itself.
+void Connection::sendLastCommand(unsigned short type, const NetPacket& payload,
+                                 unsigned timeoutMs) {
+    const auto reader = openReader();
+    reader->expectEnd(true);
+    try {
+        const unsigned id = reader->sendCommand(type, payload.data(), payload.size());
+        if (!reader->readAnswer(id, ANSWER_OK, nullptr, timeoutMs, nullptr)) {
+            FUS_THROW(ERR_TIMEOUT);
+        }
+    } catch (...) {
+        reader->expectEnd(false);
+        throw;
+    }
+}
+
 bool Connection::checkAnswer(unsigned id, unsigned short expectedType) {
     const auto reader = this->reader();
     return reader && reader->checkAnswer(id, expectedType);

@@ -7,7 +7,6 @@
 #include "fus/P_GeneratorDefinition.h"
 #include "fus/P_LogMacros.h"
 #include "fus/P_NetPacket.h"
-#include "fus/P_Reader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -159,27 +158,9 @@ void Connection::setBackPanelConfiguration(const Mask1D& snt, const Mask1D& amp,
         checkSet(snt, amp, target);
     }
     logMasks(snt, amp);
-    sendBackPanel(setPayload(snt, amp, target));
+    sendLastCommand(CMD_BACKPANEL_CONFIG, setPayload(snt, amp, target), SET_TIMEOUT);
     if (closeAfter) {
         close();
-    }
-}
-
-// The generator may end the link as soon as it has answered: no loss of the link then, and no
-// business of the event sender. And the link may be dead by the time that the answer is read, so
-// the reader is asked for it itself.
-void Connection::sendBackPanel(const NetPacket& payload) {
-    const auto reader = openReader();
-    reader->expectEnd(true);
-    try {
-        const unsigned id =
-            reader->sendCommand(CMD_BACKPANEL_CONFIG, payload.data(), payload.size());
-        if (!reader->readAnswer(id, ANSWER_OK, nullptr, SET_TIMEOUT, nullptr)) {
-            FUS_THROW(ERR_TIMEOUT);
-        }
-    } catch (...) {
-        reader->expectEnd(false);
-        throw;
     }
 }
 

@@ -148,14 +148,19 @@ BoardInfo Connection::readBoardInfo(BoardType type, unsigned address) {
 }
 
 void Connection::reboot(unsigned what) {
-    if (m_secure && what != REBOOT_ALL && what != REBOOT_SLAVES) {
+    const bool ends = what == REBOOT_ALL || what == REBOOT_SLAVES;
+    if (m_secure && !ends) {
         FUS_THROW(ERR_ARGUMENT);
     }
     FUS_LOG(INFO, "Reboot (what=%d)", static_cast<int>(what));
     NetPacket payload(sizeof(std::uint32_t));
     payload.write32(what);
-    const unsigned id = sendCommand(CMD_REBOOT, payload);
     const unsigned timeout = rebootTimeout(what, g_defaultAnswerTimeout);
+    if (ends) {
+        sendLastCommand(CMD_REBOOT, payload, timeout);
+        return;
+    }
+    const unsigned id = sendCommand(CMD_REBOOT, payload);
     if (!readAnswer(id, ANSWER_OK, nullptr, timeout, nullptr)) {
         FUS_THROW(ERR_TIMEOUT);
     }

@@ -159,8 +159,11 @@ private:
     /// The check at connect: true when the back panel was set, and the link closed.
     bool applyDefinitionBackPanel(const GeneratorDefinition& definition);
     void requireBackPanelProtocol() const;
-    void sendBackPanel(const NetPacket& payload);
 
+    /// Sends a command of which the generator may end the link by itself, as soon as it has
+    /// answered, and awaits the `ANSWER_OK`. After a success the caller has the connection closed;
+    /// after an exception it goes on.
+    void sendLastCommand(unsigned short type, const NetPacket& payload, unsigned timeoutMs);
     bool openLink(const char* host, unsigned short port, unsigned timeoutMs);
     void readGeneratorText(TCPClient& socket);
     std::shared_ptr<Reader> reader() const;
