@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 using namespace fus;
@@ -93,6 +94,20 @@ protected:
              "1\nmeasures = 3\n[backpanel]\n" +
              section)
                 .c_str()));
+    }
+
+    /// Posts an event, and waits for it.
+    void awaitOlderEvents() {
+        FUSAccess::notifyListeners(fus(),
+                                   new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
+        ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_CONNECT));
+    }
+
+    /// From here on, without what is on its way from an earlier test.
+    void listen() {
+        fus().registerListener(&listener);
+        awaitOlderEvents();
+        listener.clear();
     }
 
     void expectDisconnect(ConnectEvent::Reason reason) {
@@ -251,8 +266,7 @@ TEST_F(BackPanel, ClosesTheConnectionAtTheUsersRequestWhenItIsSet) {
         EXPECT_TRUE(log.has("Disconnecting (reason=user request)"));
         expectDisconnect(ConnectEvent::REASON_USER_REQUEST);
     }
-    // A generator that ends the link at once: whoever notices it first, the answer counts, and the
-    // end was wanted.
+    // A generator that ends the link at once: whoever notices it first, the answer counts.
     for (int round = 0; round < 30; ++round) {
         connect(Generation::V2);
         fus().setSecureMode(false);
@@ -260,6 +274,20 @@ TEST_F(BackPanel, ClosesTheConnectionAtTheUsersRequestWhenItIsSet) {
         EXPECT_EQ(faultOfSet("", "", BKP_RAM), "");
         expectDisconnect(ConnectEvent::REASON_USER_REQUEST);
     }
+}
+
+TEST_F(BackPanel, LeavesTheEndOfTheLinkToWhomSetIt) {
+    connect(Generation::V31);
+    const auto connection = FUSAccess::getConnection(fus());
+    peer.expect(CMD_BACKPANEL_CONFIG).answer(ANSWER_OK).cut();
+    connection->setBackPanelConfiguration(snt, snt, BKP_RAM, false);
+    while (connection->isOpen()) {
+        std::this_thread::yield();
+    }
+    connection->close(); // waits for the reader, and so for all that it has to say
+    awaitOlderEvents();
+    EXPECT_EQ(listener.events().size(), 1U) << "nobody else has closed the connection";
+    EXPECT_TRUE(fus().isConnected());
 }
 
 TEST_F(BackPanel, LeavesTheConnectionAsItWasWhenASetFails) {
@@ -337,6 +365,7 @@ TEST_F(BackPanel, IsBroughtToTheDefinitionAtConnectWhereItDiffers) {
     const Texts otherFlash = {"SNT[16]: 0111111110000000", "AMP[16]: 1111111100000000"};
     const Case cases[] = {
         {"AMP.mask = 11111111\n", 0, {}, {}, {}},
+        {"SNT.mask = 0\n", 0, {}, {}, {}},
         {OWN, 0, {}, {}, {APPLYING, COMPATIBLE}},
         {OTHER, 0, {}, SET_RAM, Texts{APPLYING, "setBackPanelConfiguration(BKP_RAM)"} + SET_LINES},
         {OTHER + BOTH,
@@ -350,7 +379,7 @@ TEST_F(BackPanel, IsBroughtToTheDefinitionAtConnectWhereItDiffers) {
         {OTHER + BOTH, ANSWER_BACKPANEL, be32(9) + zeroes(18), SET_BOTH,
          reading + Texts{"SNT[0]: ", "AMP[0]: "} + setting},
     };
-    fus().registerListener(&listener);
+    listen();
     for (const Case& c : cases) {
         for (const bool endsItself : {true, false}) { // the link, after the set
             define(c.definition);
@@ -367,8 +396,8 @@ TEST_F(BackPanel, IsBroughtToTheDefinitionAtConnectWhereItDiffers) {
             }
             answerConnect(peer, Generation::V31);
             const LogCapture log(Log::VERBOSE);
-            EXPECT_EQ(faultOfConnect(), "");
-            EXPECT_TRUE(connected);
+            ASSERT_EQ(faultOfConnect(), "");
+            ASSERT_TRUE(connected);
             EXPECT_EQ(toldOf(log), c.lines);
             EXPECT_EQ(fus().getInitString(), last);
             peer.expectEnd();
@@ -410,7 +439,7 @@ TEST_F(BackPanel, LeavesNoConnectionBehindThatCantBeBroughtToTheDefinition) {
          },
          ""},
     };
-    fus().registerListener(&listener);
+    listen();
     fus().setSecureMode(false); // which a connection hears of when it stands
     for (const Case& c : cases) {
         define(c.definition);

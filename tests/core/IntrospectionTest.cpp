@@ -278,6 +278,17 @@ TEST_F(Introspection, RebootsAndEndsTheConnectionWithIt) {
     }
 }
 
+TEST_F(Introspection, TakesARebootsAnswerAndTheEndOfTheLinkRightBehindItForWhatTheyAre) {
+    for (int round = 0; round < 20; ++round) { // who notices which first is a matter of luck
+        connect(Generation::V2);
+        peer.expect(CMD_REBOOT).answer(ANSWER_OK).cut();
+        EXPECT_EQ(faultOf([&] { fus().reboot(REBOOT_ALL); }), "");
+        ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_DISCONNECT));
+        EXPECT_EQ(listener.all<ConnectEvent>()[0]->reason(), ConnectEvent::REASON_USER_REQUEST);
+        listener.clear();
+    }
+}
+
 TEST_F(Introspection, StaysConnectedWhenARebootIsRefusedOrNotConfirmed) {
     EXPECT_EQ(faultOf([&] { fus().reboot(REBOOT_ALL); }).substr(0, 17), "ERR_NOT_CONNECTED");
     connect(Generation::V31);
