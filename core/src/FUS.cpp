@@ -177,8 +177,8 @@ unsigned FUS::getBoardCount(BoardType type) const {
 }
 
 unsigned FUS::getDetectedBoardCount(BoardType type) const {
-    const unsigned hwid = boardTypeToHardwareID(type);
-    return FUSAccess::getConstConnection(*this)->config().boardCount(hwid);
+    const auto connection = FUSAccess::getConstConnection(*this);
+    return connection->config().boardCount(boardTypeToHardwareID(type));
 }
 
 Board FUS::getBoard(BoardType type, unsigned index) const {

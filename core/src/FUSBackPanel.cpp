@@ -12,34 +12,38 @@ namespace fus {
 
 using namespace gprotocol;
 
-void FUS::Private::setBackPanel(const Mask1D& snt, const Mask1D& amp, BackPanelStorage target) {
-    getConnection()->setBackPanelConfiguration(snt, amp, target, false);
+void FUS::Private::setBackPanel(Connection& connection, const Mask1D& snt, const Mask1D& amp,
+                                BackPanelStorage target) {
+    connection.setBackPanelConfiguration(snt, amp, target, false);
     disconnectSocket(ConnectEvent::REASON_USER_REQUEST);
 }
 
-bool FUS::Private::hasBackPanel(const GeneratorDefinition& definition, BackPanelStorage source) {
+bool FUS::Private::hasBackPanel(Connection& connection, const GeneratorDefinition& definition,
+                                BackPanelStorage source) {
     Mask1D snt;
     Mask1D amp;
-    getConnection()->readBackPanelConfiguration(snt, amp, source);
+    connection.readBackPanelConfiguration(snt, amp, source);
     return snt.isComparable(definition.backPanelSNT()) &&
            amp.isComparable(definition.backPanelAMP());
 }
 
-// Unlike the check at connect this one also asks for what is in use when the flash counts.
+// Unlike the check at connect this one also asks for what is in use when the flash counts. What is
+// compared and what is set is one connection's, whoever connects anew meanwhile.
 bool FUS::Private::applyBackPanel() {
     FUS_LOG(INFO, "Applying back panel configuration from definition file...");
-    getConnection();
+    const auto connection = getConnection();
     const auto definition = this->definition();
     if (definition->backPanelSNT().size() == 0 || definition->backPanelAMP().size() == 0) {
         FUS_LOG(VERBOSE, "No mask in definition, nothing to do.");
         return false;
     }
     const bool onlyRAM = definition->backPanelStorage() == BKP_RAM;
-    if (hasBackPanel(*definition, BKP_RAM) && (onlyRAM || hasBackPanel(*definition, BKP_FLASH))) {
+    if (hasBackPanel(*connection, *definition, BKP_RAM) &&
+        (onlyRAM || hasBackPanel(*connection, *definition, BKP_FLASH))) {
         FUS_LOG(VERBOSE, "Active config is compatible with definition, nothing to do.");
         return false;
     }
-    setBackPanel(definition->backPanelSNT(), definition->backPanelAMP(),
+    setBackPanel(*connection, definition->backPanelSNT(), definition->backPanelAMP(),
                  onlyRAM ? BKP_RAM : BKP_BOTH);
     return true;
 }
@@ -51,7 +55,7 @@ void FUS::readBackPanelConfiguration(Mask1D& sntBoards, Mask1D& ampBoards,
 
 void FUS::setBackPanelConfiguration(const Mask1D& sntBoards, const Mask1D& ampBoards,
                                     BackPanelStorage target) {
-    m_private->setBackPanel(sntBoards, ampBoards, target);
+    m_private->setBackPanel(*m_private->getConnection(), sntBoards, ampBoards, target);
 }
 
 void FUS::clearBackPanelConfiguration() {

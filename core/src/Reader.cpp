@@ -224,7 +224,7 @@ std::uint16_t Connection::Reader::inboxType(const Header& header, const Payload&
 void Connection::Reader::linkFailed() {
     m_closed = true;
     wakeWaiters();
-    if (!m_endExpected) {
+    if (m_endsExpected == 0) {
         askToBeClosed();
     }
 }
@@ -236,8 +236,8 @@ void Connection::Reader::askToBeClosed() {
 // Both flags are written before the other one is read, here and in `linkFailed`: one of the two
 // asks, or both do, and a second request finds nothing to close.
 void Connection::Reader::expectEnd(bool expected) {
-    m_endExpected = expected;
-    if (!expected && m_closed) {
+    m_endsExpected += expected ? 1 : -1;
+    if (m_endsExpected == 0 && m_closed) {
         askToBeClosed();
     }
 }

@@ -67,7 +67,8 @@ constexpr const char* READ_BACK_PANEL_DOC =
 :param sntBoards: a :class:`KORVANE.ChannelMask`, takes the channels of the synthesizer boards, slot by slot.
 :param ampBoards: a :class:`KORVANE.ChannelMask`, takes the channels of the amplifier boards.
 :param source: :attr:`KORVANE.BackPanelStorage.RAM` or :attr:`KORVANE.BackPanelStorage.FLASH`. Note that .BOTH is not possible here.
-:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another source, ERR_PACKET or ERR_INDEX if the answer makes no sense, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer.)";
+:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another source, ERR_PACKET if the answer makes no sense, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer, ERR_SOCKET_WRITE if the link fails, ERR_GENERATOR or the code of the hardware if the generator refuses.
+:raises IndexError: if the answer ends too soon.)";
 
 constexpr const char* SET_BACK_PANEL_DOC =
     R"(Changes the back panel configuration. Important: this command closes the current connection. The generator works with the new configuration from the next connection on. It may take some seconds.
@@ -75,7 +76,8 @@ constexpr const char* SET_BACK_PANEL_DOC =
 :param sntBoards: a :class:`KORVANE.ChannelMask`, the channels of the synthesizer boards to be used, slot by slot.
 :param ampBoards: a :class:`KORVANE.ChannelMask` of the same size and with as many active channels, the same for the amplifier boards.
 :param target: :attr:`KORVANE.BackPanelStorage.RAM` or :attr:`KORVANE.BackPanelStorage.BOTH`. Note that .FLASH is not possible here.
-:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another target or if the masks do not go together, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer. The connection is as before then.)";
+:raises FUSException: ERR_PROTOCOL with protocol v<3.1, ERR_ARGUMENT for another target or if the masks do not go together, ERR_NOT_CONNECTED if not connected, ERR_TIMEOUT if the generator does not answer, ERR_SOCKET_WRITE if the link fails, ERR_GENERATOR or the code of the hardware if the generator refuses. The connection is as before then, unless the link itself failed.
+:raises IndexError: without secure mode, if the sizes of the masks differ.)";
 
 constexpr const char* APPLY_BACK_PANEL_DOC =
     R"(Applies the back panel configuration of the generator definition, as it is done at each connection. It has no effect if it is not defined, or if it is what the generator already has.

@@ -14,7 +14,8 @@ constexpr const char* BOARD_VERSIONS_DOC =
 :param btype: a :class:`KORVANE.BoardType`.
 :param address: address of the board: the back panel connector it is plugged into.
 :return: a tuple of two :class:`KORVANE.Version`: (hardware, firmware).
-:raises FUSException: ERR_ARGUMENT if the board is not in use, ERR_TIMEOUT or ERR_PACKET if it does not answer as it should, ERR_NOT_CONNECTED if not connected.)";
+:raises FUSException: ERR_ARGUMENT if the board is not in use, ERR_TIMEOUT or ERR_PACKET if it does not answer as it should, ERR_NOT_CONNECTED if not connected, and with the code of the hardware if the board refuses.
+:raises IndexError: with protocol v<3.0, for another address than 0 of the processor board.)";
 
 constexpr const char* BOARD_INFO_DOC =
     R"(Asks a board for its versions and its firmware.
@@ -22,7 +23,8 @@ constexpr const char* BOARD_INFO_DOC =
 :param btype: a :class:`KORVANE.BoardType`.
 :param address: address of the board: the back panel connector it is plugged into.
 :return: a :class:`KORVANE.BoardInfo`.
-:raises FUSException: ERR_ARGUMENT if the board is not in use, ERR_TIMEOUT or ERR_PACKET if it does not answer as it should, ERR_NOT_CONNECTED if not connected.)";
+:raises FUSException: ERR_ARGUMENT if the board is not in use, ERR_TIMEOUT or ERR_PACKET if it does not answer as it should, ERR_NOT_CONNECTED if not connected, and with the code of the hardware if the board refuses.
+:raises IndexError: with protocol v<3.0, for another address than 0 of the processor board.)";
 
 constexpr const char* EXPORT_DOC =
     R"(Describes the whole system in JSON: link, back panel, boards, and the text by which the generator described itself. Returns an empty object '{}' if not connected.
@@ -36,7 +38,7 @@ constexpr const char* REBOOT_DOC =
     R"(Forces an immediate reboot of the hardware. It closes the connection.
 
 :param how: ``FUS.REBOOT_ALL`` or ``FUS.REBOOT_SLAVES``.
-:raises FUSException: ERR_ARGUMENT if it is something else, ERR_TIMEOUT if the generator does not answer, ERR_NOT_CONNECTED if not connected; the connection is not closed then.)";
+:raises FUSException: ERR_ARGUMENT if it is something else, ERR_TIMEOUT if the generator does not answer, ERR_NOT_CONNECTED if not connected, ERR_GENERATOR or the code of the hardware if it refuses; the connection is not closed then.)";
 
 } // namespace
 

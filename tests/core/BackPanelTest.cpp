@@ -128,6 +128,8 @@ const std::string OTHER = "SNT.mask = 011111111\nAMP.mask = 111111110\n";
 const std::string BOTH = "target = RAM+FLASH\n";
 const Bytes OWN_ANSWER = hex("00000008 01 01 01 01 01 01 01 01 01 01 01 01 01 01 01 01");
 const Bytes OTHER_ANSWER = FLAGS;
+const Bytes AMP_DIFFERS = hex("00000009 00 01 01 01 01 01 01 01 01   01 01 01 01 01 01 01 00 00");
+const Bytes SNT_DIFFERS = hex("00000009 00 01 01 01 01 01 01 01 00   01 01 01 01 01 01 01 01 00");
 
 } // namespace
 
@@ -474,6 +476,8 @@ TEST_F(BackPanel, IsBroughtToTheDefinitionOnRequestByWhatIsRead) {
         {OTHER + BOTH, OTHER_ANSWER, OTHER_ANSWER, {}, COMPATIBLE},
         {OTHER + BOTH, OTHER_ANSWER, OWN_ANSWER, SET_BOTH, SET_LINES[1]},
         {OTHER + BOTH, OWN_ANSWER, {}, SET_BOTH, SET_LINES[1]},
+        {OTHER, AMP_DIFFERS, {}, SET_RAM, SET_LINES[1]},
+        {OTHER, SNT_DIFFERS, {}, SET_RAM, SET_LINES[1]},
     };
     for (const Case& c : cases) {
         connect(Generation::V31);

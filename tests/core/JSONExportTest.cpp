@@ -167,6 +167,25 @@ TEST_F(JSONExport, WritesTheWholeDocumentOfProtocol31UnderAnyLocale) {
     expectDocument("export-3.1.txt");
 }
 
+TEST_F(JSONExport, AsksNoInactiveBoardAndNoCompleteOneEvenIfNothingIsChecked) {
+    greet(peer, Generation::V31,
+          "[UPB00]\nprotocol_version = 3.1\nuid = 1\ncrc = 2\nbd = then\n[BKP]\n"
+          "snt_chr = 1111-0000-1111\n[SNT00]\nuid = 3\ncrc = 4\n[SNT01]\nnb_synth = 4\n"
+          "[SNT02]\nuid = 5\nbd = then\n",
+          {});
+    open();
+    fus().setSecureMode(false);
+    serveBackPanel(1, {}, {});
+    serveBackPanel(0, {}, {});
+    serveInfo(11, 0, NEW_CRC_DATE);
+    serveInfo(11, 2, NEW_CRC_DATE);
+    const std::string document = exported();
+    EXPECT_TRUE(peer.settle());
+    EXPECT_NE(document.find("\"fwCRC\": 4,"), std::string::npos) << document;
+    EXPECT_NE(document.find("\"fwBuildTime\": \"Mar  1 2021 01:02:03\""), std::string::npos);
+    EXPECT_NE(document.find("\"fwCRC\": 48879,"), std::string::npos);
+}
+
 TEST_F(JSONExport, WritesTheWholeDocumentOfProtocol30) {
     greet(peer, Generation::V30, dataFile("export-3.0.ini"), {});
     serveMeasure(10, 0,

@@ -207,12 +207,14 @@ public:
     ///               `BKP_RAM` without
     ///
     /// `ERR_PACKET` for an answer that is empty or announces more than 4096 channels, `ERR_INDEX`
-    /// for one that ends before it has told them all.
+    /// for one that ends before it has told them all. From 4090 channels on an answer is longer
+    /// than any packet may be: the link is given up then, and `ERR_TIMEOUT` comes out.
     void readBackPanelConfiguration(Mask1D& sntBoards, Mask1D& ampBoards,
                                     gprotocol::BackPanelStorage source);
     /// Sets the configuration: this command closes the current connection, with a `ConnectEvent`
     /// of reason 0, and the generator works with the new configuration at the next one. After an
-    /// error the connection is as before. Waits for the answer up to 20 s.
+    /// error the connection is as before, unless the link itself failed. Waits for the answer up to
+    /// 20 s.
     ///
     /// @param target `BKP_RAM` or `BKP_BOTH`. Anything else is `ERR_ARGUMENT` in secure mode, and
     ///               `BKP_RAM` without

@@ -45,7 +45,8 @@ public:
     unsigned checkVoltages(const FloatArray& voltages);
     void applyBoardMeasureThresholds();
     void applyClock();
-    void setBackPanel(const Mask1D& snt, const Mask1D& amp, gprotocol::BackPanelStorage target);
+    void setBackPanel(Connection& connection, const Mask1D& snt, const Mask1D& amp,
+                      gprotocol::BackPanelStorage target);
     bool applyBackPanel();
 
     void notifyListeners(FUSEvent* event) override;
@@ -62,7 +63,8 @@ public:
 
 private:
     bool usesNewProtocol();
-    bool hasBackPanel(const GeneratorDefinition& definition, gprotocol::BackPanelStorage source);
+    static bool hasBackPanel(Connection& connection, const GeneratorDefinition& definition,
+                             gprotocol::BackPanelStorage source);
     void applyDefinition(const Connection& connection);
     void closeConnection(const std::shared_ptr<Connection>& connection, int reason);
     void closeIfDead(const Connection& connection);

@@ -49,8 +49,8 @@ public:
     void logInbox();
 
     /// Whether the generator is about to end the link by itself. Then nobody is asked to close the
-    /// connection, as whoever expects the end does so; when it is expected no longer, but has come,
-    /// that is made up for.
+    /// connection, as whoever expects the end does so; when nobody expects it any longer, but it
+    /// has come, that is made up for. Each true may be taken back by one false.
     void expectEnd(bool expected);
 
 protected:
@@ -118,7 +118,7 @@ private:
 
     std::atomic<unsigned> m_arrivals{0}; // in the inbox, ever; wraps
     std::atomic<bool> m_closed{false};
-    std::atomic<bool> m_endExpected{false};
+    std::atomic<int> m_endsExpected{0}; // by so many calls
 };
 
 } // namespace fus
