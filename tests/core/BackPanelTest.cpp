@@ -96,20 +96,6 @@ protected:
                 .c_str()));
     }
 
-    /// Posts an event, and waits for it.
-    void awaitOlderEvents() {
-        FUSAccess::notifyListeners(fus(),
-                                   new ConnectEvent(true, ConnectEvent::REASON_USER_REQUEST));
-        ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_CONNECT));
-    }
-
-    /// From here on, without what is on its way from an earlier test.
-    void listen() {
-        fus().registerListener(&listener);
-        awaitOlderEvents();
-        listener.clear();
-    }
-
     void expectDisconnect(ConnectEvent::Reason reason) {
         ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_DISCONNECT));
         EXPECT_EQ(listener.all<ConnectEvent>().back()->reason(), reason);
@@ -381,7 +367,7 @@ TEST_F(BackPanel, IsBroughtToTheDefinitionAtConnectWhereItDiffers) {
         {OTHER + BOTH, ANSWER_BACKPANEL, be32(9) + zeroes(18), SET_BOTH,
          reading + Texts{"SNT[0]: ", "AMP[0]: "} + setting},
     };
-    listen();
+    fus().registerListener(&listener);
     for (const Case& c : cases) {
         for (const bool endsItself : {true, false}) { // the link, after the set
             define(c.definition);
@@ -441,7 +427,7 @@ TEST_F(BackPanel, LeavesNoConnectionBehindThatCantBeBroughtToTheDefinition) {
          },
          ""},
     };
-    listen();
+    fus().registerListener(&listener);
     fus().setSecureMode(false); // which a connection hears of when it stands
     for (const Case& c : cases) {
         define(c.definition);

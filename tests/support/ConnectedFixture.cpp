@@ -5,6 +5,8 @@
 
 namespace fus::test {
 
+using namespace gprotocol;
+
 namespace {
 
 constexpr unsigned TIMEOUT = 5000; // [ms], only waited for by a failing test
@@ -13,11 +15,13 @@ constexpr unsigned TIMEOUT = 5000; // [ms], only waited for by a failing test
 
 ConnectedFixture::ConnectedFixture() {
     // A disconnect sends both, and waits for neither.
-    peer.allow(gprotocol::CMD_TRAJ_STOP).allow(gprotocol::CMD_CLOSE);
+    peer.allow(CMD_TRAJ_STOP).allow(CMD_CLOSE);
 }
 
 ConnectedFixture::~ConnectedFixture() {
     disconnect();
+    fus().clearListeners(); // some may be dead
+    awaitOlderEvents();     // which the next test's listener would take for its own
     fus().clearListeners();
     EXPECT_TRUE(FUSAccess::waitForListeners(fus(), TIMEOUT));
     fus().setSecureMode(true);
@@ -34,6 +38,18 @@ void ConnectedFixture::connect(Generation generation, const std::string& ini) {
     ASSERT_TRUE(fus().connect(ScriptedPeer::HOST, peer.port(), TIMEOUT));
     ASSERT_TRUE(listener.waitForType(FUSEvent::EVENT_CONNECT));
     listener.clear();
+}
+
+void ConnectedFixture::awaitOlderEvents() {
+    constexpr unsigned MARKER = 0xFFFFFFFF;
+    fus().registerListener(&listener);
+    FUSAccess::notifyListeners(fus(), new ExecStartEvent(MARKER, 0, 0, EXEC_ELEC_NORMAL,
+                                                         EXEC_TRIGGER_IGNORED, EXEC_MECH_NONE));
+    EXPECT_TRUE(listener.waitFor([&](const RecordingListener::Events& events) {
+        const auto* const last =
+            events.empty() ? nullptr : dynamic_cast<const ExecStartEvent*>(events.back().get());
+        return last != nullptr && last->execID() == MARKER;
+    }));
 }
 
 void ConnectedFixture::disconnect() {

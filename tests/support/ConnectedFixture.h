@@ -22,6 +22,8 @@ protected:
     void connect(Generation generation, const std::string& ini);
     /// Closes the connection, and lets the peer tell whether its script was kept to.
     void disconnect();
+    /// Waits until the listener has got all events up to now, and an `ExecStartEvent` behind them.
+    void awaitOlderEvents();
 
     FUS& fus() { return FUS::getInstance(); }
     Generator& generator() { return fus().getGenerator(); }
