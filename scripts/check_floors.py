@@ -46,7 +46,7 @@ FLOORS = [
         MechanicalStatus Mechanics MotionStarts Move
     """),
     ("facade", """
-        FUS FUSAccess FUSPrivate
+        DefinitionComparison FUS FUSAccess FUSPrivate
     """),
     ("Python module", """
     """),

@@ -55,6 +55,7 @@ public:
         m_kind = kind;
         m_isLoadable = false;
         m_findings.clear();
+        m_places.clear();
     }
 
     void fail(const std::string& text) { m_findings.push_back({SEVERITY_ERROR, 0, "", "", text}); }
@@ -77,7 +78,7 @@ public:
         } else {
             DefinitionReview review;
             m_isLoadable = reviewed(text.config(), m_kind, review) && text.isReadable();
-            judgeDefinition(text, m_kind, review, m_findings);
+            judgeDefinition(text, m_kind, review, m_findings, m_places);
         }
         std::stable_sort(m_findings.begin(), m_findings.end(),
                          [](const Finding& a, const Finding& b) { return a.line < b.line; });
@@ -86,6 +87,7 @@ public:
     Kind m_kind = KIND_UNKNOWN;
     bool m_isLoadable = false;
     std::vector<Finding> m_findings;
+    DefinitionPlaces m_places;
 };
 
 DefinitionCheck::DefinitionCheck() : m_private(std::make_unique<Private>()) {}
@@ -132,6 +134,10 @@ std::size_t DefinitionCheck::count(Severity severity) const {
     return static_cast<std::size_t>(
         std::count_if(findings().begin(), findings().end(),
                       [severity](const Finding& finding) { return finding.severity == severity; }));
+}
+
+unsigned DefinitionCheck::lineOf(const std::string& section, const std::string& key) const {
+    return m_private->m_places.lineOf({section, key});
 }
 
 } // namespace fus

@@ -48,9 +48,10 @@ std::string_view valueOf(const DefinitionText::Entry& entry) {
 
 class Judge {
 public:
-    Judge(const DefinitionText& text, Kind kind, const DefinitionReview& review)
+    Judge(const DefinitionText& text, Kind kind, const DefinitionReview& review,
+          DefinitionPlaces& places)
         : m_text(text), m_kind(kind), m_vocabulary(kind), m_others(otherThan(kind)),
-          m_review(review) {}
+          m_review(review), m_places(places) {}
 
     void run(std::vector<Finding>& findings) {
         for (const DefinitionText::Header& header : m_text.headers()) {
@@ -69,12 +70,12 @@ private:
     void judge(const DefinitionText::Header& header) {
         const std::string path = pathOf(*header.section);
         m_paths.emplace(header.section, path);
-        const auto [first, isFirst] = m_headers.emplace(path, header.line);
+        const auto [first, isFirst] = m_places.add({path, ""}, header.line);
         if (isFirst && !m_vocabulary.hasSection(path)) {
             judgeUnknown(header, path);
         } else if (!isFirst) {
             add(WARNING, header.line, {path, ""},
-                "the section stands at line " + std::to_string(first->second) +
+                "the section stands at line " + std::to_string(first) +
                     ", too: its keys add up, and of equal ones the first counts");
         }
     }
@@ -107,11 +108,13 @@ private:
         } else if (!section.empty() && !m_vocabulary.hasSection(section)) {
             return; // which has been told
         } else if (const DefinitionKey* const key = m_vocabulary.find(section, name)) {
-            const auto [first, isFirst] = m_first.emplace(Place(section, name), entry);
+            const Place place(section, name);
+            m_places.add(place, entry.line);
+            const auto [first, isFirst] = m_first.emplace(place, entry);
             if (isFirst) {
-                judgeValue(entry, first->first, *key);
+                judgeValue(entry, place, *key);
             } else {
-                judgeAgain(entry, first->first, first->second);
+                judgeAgain(entry, place, first->second);
             }
         } else {
             judgeUnknown(entry, {section, name});
@@ -172,16 +175,20 @@ private:
         return stem + std::to_string(number);
     }
 
-    /// What a value's own finding has told isn't told again.
+    /// What a value's own finding has told isn't told again, and a section that is missing is told
+    /// by what must be in it.
     void judge(const DefinitionComplaint& complaint, std::vector<Finding>& findings) const {
+        const unsigned line = m_places.lineOf({complaint.section, complaint.key});
+        if (line == 0 && complaint.weight == DefinitionComplaint::ODD && !complaint.log.empty()) {
+            return;
+        }
         const auto tellsSame = [&](const Finding& finding) {
             return finding.severity == ERROR && !complaint.key.empty() &&
                    finding.section == complaint.section && finding.key == complaint.key;
         };
         if (std::none_of(findings.begin(), findings.end(), tellsSame)) {
             findings.push_back({complaint.weight == DefinitionComplaint::ODD ? WARNING : ERROR,
-                                lineOf({complaint.section, complaint.key}), complaint.section,
-                                complaint.key, textOf(complaint)});
+                                line, complaint.section, complaint.key, textOf(complaint)});
         }
     }
 
@@ -199,21 +206,6 @@ private:
         return text + " (" + complaint.log + ")";
     }
 
-    /// That of the key, or of its section, or of one inside of that; 0 if there is none.
-    unsigned lineOf(const Place& place) const {
-        const auto entry = m_first.find(place);
-        if (entry != m_first.end()) {
-            return entry->second.line;
-        }
-        const std::string inside = place.first + "/";
-        const auto header =
-            std::find_if(m_headers.begin(), m_headers.end(), [&](const auto& pathAndLine) {
-                const std::string& path = pathAndLine.first;
-                return path == place.first || path.compare(0, inside.size(), inside) == 0;
-            });
-        return header == m_headers.end() ? 0 : header->second;
-    }
-
     void add(DefinitionCheck::Severity severity, unsigned line, const Place& place,
              std::string text) {
         m_findings.add(
@@ -227,16 +219,30 @@ private:
     const DefinitionReview& m_review;
     std::map<const ConfigSection*, std::string> m_paths;
     std::map<Place, DefinitionText::Entry> m_first; // where each key stands first
-    std::map<std::string, unsigned> m_headers;      // and each section
+    DefinitionPlaces& m_places;
     DefinitionFindings m_findings;
 };
 
 } // namespace
 
+unsigned DefinitionPlaces::lineOf(const Place& place) const {
+    for (const Place& candidate : {place, Place(place.first, "")}) {
+        const auto found = m_lines.find(candidate);
+        if (found != m_lines.end()) {
+            return found->second;
+        }
+    }
+    const std::string start = place.first + "/";
+    const auto inside = m_lines.lower_bound(Place(start, ""));
+    return inside != m_lines.end() && inside->first.first.compare(0, start.size(), start) == 0
+               ? inside->second
+               : 0;
+}
+
 void judgeDefinition(const DefinitionText& text, DefinitionCheck::Kind kind,
                      const DefinitionReview& review,
-                     std::vector<DefinitionCheck::Finding>& findings) {
-    Judge(text, kind, review).run(findings);
+                     std::vector<DefinitionCheck::Finding>& findings, DefinitionPlaces& places) {
+    Judge(text, kind, review, places).run(findings);
 }
 
 } // namespace fus

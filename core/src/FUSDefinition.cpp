@@ -11,6 +11,8 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace fus {
 
@@ -24,38 +26,50 @@ void requireDefinition(const GeneratorDefinition& definition) {
     }
 }
 
-[[noreturn]] void throwMismatch(const std::string& message, const std::string& details) {
-    FUS_LOG(ERROR, "%s %s", message.c_str(), details.c_str());
-    FUS_THROW_MSG(ERR_CONFIG, message);
-}
-
 std::string signedText(unsigned number) {
     return std::to_string(static_cast<int>(number));
 }
 
-void checkCount(const char* what, unsigned got, unsigned expected) {
-    if (got != expected) {
-        throwMismatch(std::string("Generator configuration mismatch: bad ") + what,
-                      "(got " + signedText(got) + " but expecting " + signedText(expected) + ")");
-    }
-}
+constexpr const char* BOARD_COUNT_KEYS[BOARD_TYPE_COUNT] = {nullptr, "generatorCount",
+                                                            "amplifierCount", "mechanicsCount"};
 
-void checkAmplifierVersion(const Version& expected, const Version& connected) {
-    if (expected != connected) {
-        throwMismatch("Generator configuration mismatch: bad amplifier version",
-                      "(expected: " + expected.toString() + ", connected: " + connected.toString() +
-                          ")");
+/// In the order in which they are checked.
+class Mismatches {
+public:
+    void addCount(const char* section, const char* key, const char* what, unsigned got,
+                  unsigned expected) {
+        if (got != expected) {
+            add(section, key, what,
+                " (got " + signedText(got) + " but expecting " + signedText(expected) + ")");
+        }
     }
-}
 
-void checkBoardCount(BoardType type, unsigned got, unsigned expected) {
-    if (got != expected) {
-        const std::string message = "Generator configuration mismatch: bad board count";
-        FUS_LOG(ERROR, "%s for type %s (got %d while %d expected)", message.c_str(),
-                BOARD_SHORT_NAMES[type], static_cast<int>(got), static_cast<int>(expected));
-        FUS_THROW_MSG(ERR_CONFIG, message);
+    void addVersion(const Version& expected, const Version& connected) {
+        if (expected != connected) {
+            add("amplifier", "version", "amplifier version",
+                " (expected: " + expected.toString() + ", connected: " + connected.toString() +
+                    ")");
+        }
     }
-}
+
+    void addBoards(BoardType type, unsigned got, unsigned expected) {
+        if (got != expected) {
+            add("config", BOARD_COUNT_KEYS[type], "board count",
+                std::string(" for type ") + BOARD_SHORT_NAMES[type] + " (got " + signedText(got) +
+                    " while " + signedText(expected) + " expected)");
+        }
+    }
+
+    std::vector<ConfigurationMismatch> take() { return std::move(m_all); }
+
+private:
+    void add(const char* section, const char* key, const char* what, const std::string& details) {
+        m_all.push_back(
+            {section, key, std::string("Generator configuration mismatch: bad ") + what, details});
+    }
+
+    std::vector<ConfigurationMismatch> m_all;
+};
 
 /// Writes the thresholds of one board.
 class ThresholdWriter {
@@ -130,18 +144,32 @@ std::shared_ptr<const GeneratorDefinition> FUS::Private::definition() const {
     return m_generator.getDefinition();
 }
 
+std::vector<ConfigurationMismatch> configurationMismatches(const GeneratorConfig& config,
+                                                           const GeneratorDefinition& definition) {
+    Mismatches mismatches;
+    mismatches.addCount("config", "channels", "channel count", config.getCount(NB_CHANNELS),
+                        definition.channels());
+    mismatches.addCount("amplifier", "measures", "shot result measurement count",
+                        config.getCount(NB_AMPLIFIER_CHANNEL_MEASURES), definition.measureCount());
+    mismatches.addVersion(definition.amplifierVersion(), config.getVersion(VERSION_AMP_HARDWARE));
+    for (const BoardType type : {BOARD_SYNTHESIZER, BOARD_AMPLIFIER, BOARD_MECHANICS}) {
+        mismatches.addBoards(type, config.getCount(BOARDS_IN_USE[type]),
+                             definition.boardCount(type));
+    }
+    return mismatches.take();
+}
+
 void FUS::Private::checkConfiguration() {
     FUS_LOG(INFO, "Checking generator configuration");
     const auto connection = getConnection();
     const GeneratorConfig& config = connection->config();
     const auto definition = this->definition();
     requireDefinition(*definition);
-    checkCount("channel count", config.getCount(NB_CHANNELS), definition->channels());
-    checkCount("shot result measurement count", config.getCount(NB_AMPLIFIER_CHANNEL_MEASURES),
-               definition->measureCount());
-    checkAmplifierVersion(definition->amplifierVersion(), config.getVersion(VERSION_AMP_HARDWARE));
-    for (const BoardType type : {BOARD_SYNTHESIZER, BOARD_AMPLIFIER, BOARD_MECHANICS}) {
-        checkBoardCount(type, config.getCount(BOARDS_IN_USE[type]), definition->boardCount(type));
+    const auto mismatches = configurationMismatches(config, *definition);
+    if (!mismatches.empty()) {
+        const ConfigurationMismatch& first = mismatches.front();
+        FUS_LOG(ERROR, "%s%s", first.message.c_str(), first.details.c_str());
+        FUS_THROW_MSG(ERR_CONFIG, first.message);
     }
 }
 

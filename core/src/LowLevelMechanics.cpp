@@ -57,6 +57,10 @@ bool LowLevelMechanics::sendConfig(bool force) {
     return m_private->sendConfig(force);
 }
 
+std::vector<LowLevelMechanics::ConfigDifference> LowLevelMechanics::readConfigDifferences() {
+    return m_private->readConfigDifferences();
+}
+
 bool LowLevelMechanics::isConfigSent() const {
     return m_private->m_configSent;
 }

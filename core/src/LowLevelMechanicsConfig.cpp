@@ -3,8 +3,10 @@
 #include "fus/P_LowLevelMechanicsPrivate.h"
 
 #include "fus/P_Connection.h"
+#include "fus/P_DefinitionReview.h"
 #include "fus/P_GProtocol.h"
 #include "fus/P_LogMacros.h"
+#include "fus/P_MechanicalActuatorSteps.h"
 
 #include <cmath>
 
@@ -14,7 +16,6 @@ using namespace mprotocol;
 
 namespace {
 
-constexpr unsigned OLDEST_FIRMWARE = 3;
 constexpr std::uint16_t BPARAM_MOT_PROTOCOL = 3600;
 constexpr unsigned BOARD_PARAM_SIZE = 8;
 
@@ -28,39 +29,42 @@ std::uint32_t boardSpeed(const MechanicalActuatorData& a) {
 /// and by how much the board's may differ.
 struct ConfigRow {
     MechParam param;
+    const char* key; ///< of the definition
     std::uint32_t (*word)(const MechanicalActuatorData&);
     float (*real)(const MechanicalActuatorData&);
     float tolerance;
 };
 
-#define WORD(param, value)                                                                      \
-    ConfigRow {                                                                                 \
-        param, [](const MechanicalActuatorData& a) { return std::uint32_t(value); }, nullptr, 0 \
+#define WORD(param, key, value)                                                                    \
+    ConfigRow {                                                                                    \
+        param, key, [](const MechanicalActuatorData& a) { return std::uint32_t(value); }, nullptr, \
+            0                                                                                      \
     }
-#define REAL(param, value, tolerance)                                                             \
-    ConfigRow {                                                                                   \
-        param, nullptr, [](const MechanicalActuatorData& a) -> float { return value; }, tolerance \
+#define REAL(param, key, value, tolerance)                                                   \
+    ConfigRow {                                                                              \
+        param, key, nullptr, [](const MechanicalActuatorData& a) -> float { return value; }, \
+            tolerance                                                                        \
     }
 
 /// In the order in which they are checked.
 constexpr ConfigRow CONFIG[] = {
-    WORD(PARAM_UPPER_BOUND, a.upperBound),
-    WORD(PARAM_LOWER_BOUND, a.lowerBound),
-    WORD(PARAM_INVERTED, a.inverted),
-    WORD(PARAM_ABS_ENABLED, a.abs),
-    WORD(PARAM_ENCODER_DETECTION, a.encoderCableDetection),
-    WORD(PARAM_ZERO_COUNT, a.zeroCount()),
-    WORD(PARAM_MAX_SPEED, boardSpeed(a)),
-    WORD(PARAM_DAC_MIN_NEG, a.minNegativeDAC),
-    WORD(PARAM_DAC_MIN_POS, a.minPositiveDAC),
-    WORD(PARAM_ACCEL_DURATION, a.accelDuration),
-    WORD(PARAM_TOLERANCE_MOVING, a.toleranceMoving),
-    WORD(PARAM_TOLERANCE_TARGET, a.toleranceTarget),
-    WORD(PARAM_PLOT_MODE, a.plotMode),
-    REAL(PARAM_KP, a.kP, 0.01F),
-    REAL(PARAM_KI, a.kI, 0.01F),
-    REAL(PARAM_KD, a.kD, 0.01F),
-    REAL(PARAM_MAX_INT_ERROR, a.maxIntegralError, 1.0F),
+    WORD(PARAM_UPPER_BOUND, "upperBound", a.upperBound),
+    WORD(PARAM_LOWER_BOUND, "lowerBound", a.lowerBound),
+    WORD(PARAM_INVERTED, "inverted", a.inverted),
+    WORD(PARAM_ABS_ENABLED, "ABS", a.abs),
+    WORD(PARAM_ENCODER_DETECTION, "encoderCableDetection", a.encoderCableDetection),
+    WORD(PARAM_ZERO_COUNT, "topology", a.zeroCount()),
+    WORD(PARAM_MAX_SPEED, "maxSpeed", boardSpeed(a)),
+    WORD(PARAM_DAC_MIN_NEG, "minNegativeDAC", a.minNegativeDAC),
+    WORD(PARAM_DAC_MIN_POS, "minPositiveDAC", a.minPositiveDAC),
+    WORD(PARAM_ACCEL_DURATION, "accelDuration", a.accelDuration),
+    WORD(PARAM_TOLERANCE_MOVING, "toleranceMoving", a.toleranceMoving),
+    WORD(PARAM_TOLERANCE_TARGET, "toleranceTarget", a.toleranceTarget),
+    WORD(PARAM_PLOT_MODE, "plotMode", a.plotMode),
+    REAL(PARAM_KP, "kP", a.kP, 0.01F),
+    REAL(PARAM_KI, "kI", a.kI, 0.01F),
+    REAL(PARAM_KD, "kD", a.kD, 0.01F),
+    REAL(PARAM_MAX_INT_ERROR, "maxIntegralError", a.maxIntegralError, 1.0F),
 };
 
 #undef WORD
@@ -102,31 +106,68 @@ void logException(const FUSException& e) {
             static_cast<int>(e.errorCode()), e.sourceFile(), static_cast<int>(e.line()));
 }
 
-/// Whether the board's word is the definition's; a difference is logged.
-bool isSame(unsigned index, const MechParamRow& param, std::uint32_t found,
-            std::uint32_t expected) {
-    const bool isBool = param.type == MechParamType::BOOL;
-    if (isBool ? (found != 0) == (expected != 0) : found == expected) {
-        return true;
+/// What the board holds, or is to hold.
+struct ConfigValue {
+    std::uint32_t word;
+    float real;
+};
+
+bool isSame(const ConfigRow& row, const ConfigValue& found, const ConfigValue& expected) {
+    if (row.word == nullptr) {
+        return std::fabs(found.real - expected.real) <= row.tolerance; // a NaN never is
     }
-    if (isBool) {
-        FUS_LOG(INFO, "  MOT[%u][%s] = %s but expecting %s.", index, param.shortName(),
-                yesNo(found != 0), yesNo(expected != 0));
-    } else {
-        FUS_LOG(INFO, "  MOT[%u][%s] = %u but expecting %u.", index, param.shortName(), found,
-                expected);
-    }
-    return false;
+    return MECH_PARAMS[row.param].type == MechParamType::BOOL
+               ? (found.word != 0) == (expected.word != 0)
+               : found.word == expected.word;
 }
 
-bool isSame(unsigned index, const MechParamRow& param, float found, float expected,
-            float tolerance) {
-    const bool same = std::fabs(found - expected) <= tolerance; // a NaN never is
-    if (!same) {
+void logDifference(unsigned index, const ConfigRow& row, const ConfigValue& found,
+                   const ConfigValue& expected) {
+    const MechParamRow& param = MECH_PARAMS[row.param];
+    if (row.word == nullptr) {
         FUS_LOG(INFO, "  MOT[%u][%s] = %g but expecting %g.", index, param.shortName(),
-                static_cast<double>(found), static_cast<double>(expected));
+                static_cast<double>(found.real), static_cast<double>(expected.real));
+    } else if (param.type == MechParamType::BOOL) {
+        FUS_LOG(INFO, "  MOT[%u][%s] = %s but expecting %s.", index, param.shortName(),
+                yesNo(found.word != 0), yesNo(expected.word != 0));
+    } else {
+        FUS_LOG(INFO, "  MOT[%u][%s] = %u but expecting %u.", index, param.shortName(), found.word,
+                expected.word);
     }
-    return same;
+}
+
+/// Of what the board counts otherwise than the definition.
+const char* unitOf(MechParam param) {
+    return param == PARAM_MAX_SPEED    ? " step/ms"
+           : param == PARAM_ZERO_COUNT ? " optical references"
+                                       : "";
+}
+
+std::string textOf(const ConfigRow& row, const ConfigValue& value) {
+    if (row.word == nullptr) {
+        return asWritten(value.real);
+    }
+    switch (MECH_PARAMS[row.param].type) {
+    case MechParamType::BOOL:
+        return asWritten(value.word != 0);
+    case MechParamType::INT32:
+        return asWritten(static_cast<std::int32_t>(value.word));
+    default:
+        return asWritten(value.word) + unitOf(row.param);
+    }
+}
+
+LowLevelMechanics::ConfigDifference differenceOf(unsigned index, const ConfigRow& row,
+                                                 const ConfigValue& found,
+                                                 const ConfigValue& expected) {
+    // the topology is the library's own, and the board is told what follows from it
+    const bool isBoards = row.param != PARAM_ZERO_COUNT;
+    return {index,
+            row.param,
+            isBoards ? MechanicalActuatorStep::BOARD_SECTION : MechanicalActuatorStep::FUS_SECTION,
+            row.key,
+            textOf(row, found),
+            textOf(row, expected)};
 }
 
 } // namespace
@@ -193,7 +234,7 @@ bool LowLevelMechanicsPrivate::checkFirmware(const OperationMark& op) {
         FUS_LOG(ERROR, "No mechanical system found.");
         return false;
     }
-    if (version.v1 < OLDEST_FIRMWARE) {
+    if (version.v1 < OLDEST_MOT_FIRMWARE) {
         FUS_LOG(ERROR, "Mechanical system version not supported (v3+ required).");
         return false;
     }
@@ -246,31 +287,55 @@ void LowLevelMechanicsPrivate::requireDefinition(const OperationMark& op) const 
     }
 }
 
+/// Reads the board's parameters, and calls tell(index, row, found, expected) for each one that
+/// differs, until that gives false.
+template <typename Found>
+void LowLevelMechanicsPrivate::forEachDifference(const OperationMark& op, Found tell) {
+    for (const unsigned index : op.definition->initOrder) {
+        FUS_LOG(INFO, "----- Checking MOT parameters for actuator %d", static_cast<int>(index));
+        const MechanicalActuatorData& actuator = *op.definition->at(index).m_data;
+        for (const ConfigRow& row : CONFIG) {
+            requireDefinition(op);
+            const bool isWord = row.word != nullptr;
+            const ConfigValue found{isWord ? readInt(op, index, row.param) : 0,
+                                    isWord ? 0.0F : readFloat(op, index, row.param)};
+            const ConfigValue expected{isWord ? row.word(actuator) : 0,
+                                       isWord ? 0.0F : row.real(actuator)};
+            if (!isSame(row, found, expected) && !tell(index, row, found, expected)) {
+                return;
+            }
+        }
+    }
+}
+
 bool LowLevelMechanicsPrivate::checkParameters(const OperationMark& op) {
     if (!m_configuring) {
         FUS_LOG(ERROR, "checkParameters() ignored outside configSent().");
         return false;
     }
+    bool same = true;
     try {
-        for (const unsigned index : op.definition->initOrder) {
-            FUS_LOG(INFO, "----- Checking MOT parameters for actuator %d", static_cast<int>(index));
-            const MechanicalActuatorData& actuator = *op.definition->at(index).m_data;
-            for (const ConfigRow& row : CONFIG) {
-                const MechParamRow& param = MECH_PARAMS[row.param];
-                requireDefinition(op);
-                if (row.word != nullptr
-                        ? !isSame(index, param, readInt(op, index, row.param), row.word(actuator))
-                        : !isSame(index, param, readFloat(op, index, row.param), row.real(actuator),
-                                  row.tolerance)) {
-                    return false;
-                }
-            }
-        }
-        return true;
+        forEachDifference(op, [&](unsigned index, const ConfigRow& row, const ConfigValue& found,
+                                  const ConfigValue& expected) {
+            logDifference(index, row, found, expected);
+            same = false;
+            return false;
+        });
+        return same;
     } catch (const FUSException& e) {
         logException(e);
         return false;
     }
+}
+
+std::vector<LowLevelMechanics::ConfigDifference> LowLevelMechanicsPrivate::readConfigDifferences() {
+    std::vector<LowLevelMechanics::ConfigDifference> differences;
+    forEachDifference(beginOperation(), [&](unsigned index, const ConfigRow& row,
+                                            const ConfigValue& found, const ConfigValue& expected) {
+        differences.push_back(differenceOf(index, row, found, expected));
+        return true;
+    });
+    return differences;
 }
 
 bool LowLevelMechanicsPrivate::sendParameters(const OperationMark& op) {

@@ -63,6 +63,9 @@ public:
     /// In the order of their lines. Valid until the next check.
     const std::vector<Finding>& findings() const;
     std::size_t count(Severity severity) const;
+    /// Where a key stands that counts; without such a key, where its section does; else 0. With an
+    /// empty key, where the section stands.
+    unsigned lineOf(const std::string& section, const std::string& key) const;
 
 private:
     class Private;

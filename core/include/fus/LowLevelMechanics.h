@@ -8,6 +8,8 @@
 #include "fus/MechanicalStatus.h"
 
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace fus {
 
@@ -58,6 +60,20 @@ public:
     /// it.
     bool sendConfig(bool force);
     bool isConfigSent() const;
+
+    /// A parameter of the board that isn't what the definition says.
+    struct ConfigDifference {
+        unsigned actuator;
+        mprotocol::MechParam param;
+        const char* section; ///< "Board" or "FUS", the definition's section inside of the axis's
+        const char* key;     ///< of the definition
+        std::string found;   ///< in the board
+        std::string expected;
+    };
+
+    /// Compares the board with the definition by reading alone: what `sendConfig(false)` would look
+    /// at, to the end. Empty without a definition.
+    std::vector<ConfigDifference> readConfigDifferences();
 
     /// What `sendConfig` has read from the board: how many axes it supports, and how many moves
     /// each may have. `ERR_MECH_NO_CONFIG` before.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -134,10 +135,29 @@ std::string joined(const std::vector<std::string>& names);
 /// The path of a section as a text has it.
 std::string pathOf(const ConfigSection& section);
 
-/// Holds a text against what its loader has made of it, and adds what is wrong.
+/// Where keys and, under an empty one, sections stand first.
+class DefinitionPlaces {
+public:
+    using Place = DefinitionReview::Place;
+
+    /// The line that it first stood at, and whether this is it.
+    std::pair<unsigned, bool> add(const Place& place, unsigned line) {
+        const auto [first, isFirst] = m_lines.emplace(place, line);
+        return {first->second, isFirst};
+    }
+    bool has(const Place& place) const { return m_lines.count(place) != 0; }
+    /// Without such a key, that of its section, or of one inside of that; 0 if there is none.
+    unsigned lineOf(const Place& place) const;
+    void clear() { m_lines.clear(); }
+
+private:
+    std::map<Place, unsigned> m_lines;
+};
+
+/// Holds a text against what its loader has made of it. Adds what is wrong, and the places.
 void judgeDefinition(const DefinitionText& text, DefinitionCheck::Kind kind,
                      const DefinitionReview& review,
-                     std::vector<DefinitionCheck::Finding>& findings);
+                     std::vector<DefinitionCheck::Finding>& findings, DefinitionPlaces& places);
 
 /// What is wrong with a value; an empty text if nothing is.
 struct ValueFault {

@@ -11,13 +11,27 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
 
 namespace fus {
 
 class Connection;
 class FloatArray;
+class GeneratorConfig;
 class GeneratorDefinition;
 class Mask1D;
+
+/// Something that is connected, and not what the definition says.
+struct ConfigurationMismatch {
+    const char* section; ///< of the definition
+    const char* key;
+    std::string message; ///< of the exception
+    std::string details; ///< what the log has behind it
+};
+
+std::vector<ConfigurationMismatch> configurationMismatches(const GeneratorConfig& config,
+                                                           const GeneratorDefinition& definition);
 
 /// The facade's inside: what it owns, and the calls that come up from the lower floors.
 class FUS::Private final : public Upcalls {

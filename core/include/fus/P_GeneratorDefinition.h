@@ -58,6 +58,9 @@ public:
     float maxPower() const { return m_maxPower; } ///< [W]
     /// Whether the voltages of a whole generator are told: more than 4 of them.
     bool definesVoltages() const { return m_hasVoltage; }
+    /// Ranges of the power supplies [V], as many in both.
+    const FloatArray& minVoltages() const { return m_minVoltages; }
+    const FloatArray& maxVoltages() const { return m_maxVoltages; }
     /// Bounds of the board measures in their units, by measure index; ERR_INDEX for another type.
     const FloatArray& boardThresholds(gprotocol::BoardType type, bool upper) const;
     /// Channels in use as the back panel should have them, empty where not told, and where to

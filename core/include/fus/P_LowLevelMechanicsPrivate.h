@@ -26,6 +26,8 @@ struct DefinitionReview;
 
 /// The address of the one board.
 constexpr unsigned MOT_ADDRESS = 0;
+/// The first number of the oldest firmware that takes a configuration.
+constexpr unsigned OLDEST_MOT_FIRMWARE = 3;
 
 /// What goes to the board, or comes from it.
 inline NetPacket littleEndianPacket(unsigned size) {
@@ -103,6 +105,7 @@ public:
 
     // configuration
     bool sendConfig(bool force);
+    std::vector<LowLevelMechanics::ConfigDifference> readConfigDifferences();
     unsigned maxActuatorCount() const;
     unsigned maxDisplacementSize() const;
 
@@ -210,6 +213,8 @@ private:
     bool readProtocolVersion(const OperationMark& op);
     bool readCapacities(const OperationMark& op);
     bool configure(const OperationMark& op, bool force);
+    template <typename Found>
+    void forEachDifference(const OperationMark& op, Found tell);
     bool checkParameters(const OperationMark& op);
     bool sendParameters(const OperationMark& op);
     void requireDefinition(const OperationMark& op) const;
