@@ -37,6 +37,18 @@ const std::vector<Command>& commands() {
                     "write the text by which the generator describes itself;\n"
                     "fus-simulator --description FILE simulates it"}}),
          runInfo},
+        {"check", "what is wrong in definitions, and whether they fit what is connected", "FILE...",
+         1, static_cast<std::size_t>(-1),
+         "Says line by line what is wrong in definitions of a generator or a mechanical system, "
+         "also\n"
+         "what loads without a word, and how their checksums stand. With --host, also what is\n"
+         "connected otherwise than they say: that is asked for alone, and nothing is changed.\n",
+         withLink({{"--strict", nullptr, "warnings make the answer a no, too"},
+                   {"--kind", "generator|mechanics",
+                    "what the files define, where their sections don't tell"},
+                   {"--host", "HOST[:PORT]", "compare with what is connected there"},
+                   {"--json", nullptr, "print JSON"}}),
+         runCheck},
         {"checksum", "whether definition files hold their checksums; fresh checksums",
          "verify|update|validate FILE...", 2, static_cast<std::size_t>(-1),
          "verify    tells whether each file has the content that its checksum was made of\n"

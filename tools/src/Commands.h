@@ -32,6 +32,7 @@ int run(const std::vector<std::string>& words, Console& console);
 
 // The sub-commands.
 int runInfo(const Arguments& arguments, Console& console);
+int runCheck(const Arguments& arguments, Console& console);
 int runChecksum(const Arguments& arguments, Console& console);
 
 } // namespace fus::tool

@@ -95,7 +95,7 @@ void replace(const fs::path& target, std::string_view content,
     draft.renameTo(target);
 }
 
-std::string readAll(const fs::path& path) {
+std::string readAll(const fs::path& path, std::size_t most) {
     if (fs::is_directory(path)) { // which some systems open
         fail(std::make_error_code(std::errc::is_a_directory));
     }
@@ -107,8 +107,8 @@ std::string readAll(const fs::path& path) {
     std::string bytes;
     std::error_code unknown;
     const std::uintmax_t size = fs::file_size(path, unknown);
-    bytes.reserve((unknown ? 0 : static_cast<std::size_t>(size)) + PORTION);
-    while (file) {
+    bytes.reserve((unknown ? 0 : std::min(static_cast<std::size_t>(size), most)) + PORTION);
+    while (file && bytes.size() <= most) {
         const std::size_t before = bytes.size();
         bytes.resize(before + PORTION);
         file.read(&bytes[before], PORTION);
@@ -122,9 +122,9 @@ std::string readAll(const fs::path& path) {
 
 } // namespace
 
-std::string readWholeFile(const std::string& fileName) {
+std::string readWholeFile(const std::string& fileName, std::size_t most) {
     try {
-        return readAll(fileName);
+        return readAll(fileName, most);
     } catch (const fs::filesystem_error& error) {
         throw ToolError(printable(fileName) +
                         ": can't be read: " + printable(error.code().message()));

@@ -1,13 +1,16 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
 
 namespace fus::tool {
 
-/// All bytes of a file. Throws ToolError, which names the file and the system's reason.
-std::string readWholeFile(const std::string& fileName);
+/// All bytes of a file. Of a file with more than `most` bytes it reads some more than these, and no
+/// further. Throws ToolError, which names the file and the system's reason.
+std::string readWholeFile(const std::string& fileName,
+                          std::size_t most = static_cast<std::size_t>(-1));
 
 /// Writes a file whole or not at all: into a new file beside it, which takes its name when
 /// everything is written. Who reads meanwhile sees the old content or the new one, never a part.
