@@ -148,8 +148,8 @@ public:
     Message exportJSONConfig();
 
     /// Reboots the hardware (see `gprotocol::RebootTarget`). When the generator has confirmed, the
-    /// connection is closed and a `ConnectEvent` sent, with reason 0 unless the generator was
-    /// quicker and broke the link itself; the connection must be made anew.
+    /// connection is closed, however soon the generator ends it itself, and a `ConnectEvent` with
+    /// reason 0 sent; the connection must be made anew.
     ///
     /// `REBOOT_SLAVES` is confirmed when the slaves are back, so its answer is waited for at least
     /// 12,000 ms. Another value is refused with `ERR_ARGUMENT` in secure mode; otherwise it is
