@@ -4,7 +4,7 @@
 #include "fus/P_SHA.h"
 
 #include "support/LogCapture.h"
-#include "support/TempFolder.h"
+#include "support/ScratchDirectory.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ using namespace std::string_literals;
 namespace {
 
 using test::LogLines;
-using test::TempFolder;
+using test::ScratchDirectory;
 
 // The digests are those of a tool of the system, over bytes that were written out by hand.
 const std::string A1 = "86EDA770A6060824B090DD4DF091E3BD4121279C";      // a=1
@@ -325,7 +325,7 @@ TEST(ChecksumTest, ForgetsTheLaterStagesButNotTheText) {
               log.lines());
     EXPECT_FALSE(std::filesystem::exists("never-written"));
     const std::string text = "[File]\nchecksum = " + FILE_A1 + "\na=1\n";
-    const std::string missing = TempFolder().path("missing");
+    const std::string missing = ScratchDirectory().file("missing");
     for (const bool fromFile : {false, true}) {
         load(checksum, text);
         ASSERT_EQ(Checksum::VALIDATION_OK, checksum.compute(false));
@@ -388,8 +388,8 @@ TEST(ChecksumTest, TakesTimeInStepWithTheNumberOfLines) {
 
 TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
     using C = Checksum;
-    const TempFolder folder;
-    const std::string missing = folder.path("missing");
+    const ScratchDirectory folder;
+    const std::string missing = folder.file("missing");
     const std::string right = "[File]\nchecksum = " + FILE_A1 + "\na=1\n";
     const std::string header = "checksum = " + A1_LINE + "\r\na=1\r\n";
     const struct {
@@ -401,9 +401,9 @@ TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
     } rows[] = {
         {folder.write("right", right), true, true, C::FORMAT_NONE, C::EOL_UNKNOWN,
          C::VALIDATION_OK},
-        {folder.path("right"), true, true, C::FORMAT_FILE_SECTION, C::EOL_LINUX, C::VALIDATION_OK},
-        {folder.path("right"), true, true, C::FORMAT_HEADER, C::EOL_DOS, C::VALIDATION_BAD_FORMAT},
-        {folder.path("right"), true, true, C::FORMAT_NONE, C::EOL_DOS, C::VALIDATION_WRONG_EOL},
+        {folder.file("right"), true, true, C::FORMAT_FILE_SECTION, C::EOL_LINUX, C::VALIDATION_OK},
+        {folder.file("right"), true, true, C::FORMAT_HEADER, C::EOL_DOS, C::VALIDATION_BAD_FORMAT},
+        {folder.file("right"), true, true, C::FORMAT_NONE, C::EOL_DOS, C::VALIDATION_WRONG_EOL},
         {folder.write("header", header), false, true, C::FORMAT_HEADER, C::EOL_DOS,
          C::VALIDATION_OK},
         {folder.write("large", std::string(200000, ' ') + "\n" + right), true, true, C::FORMAT_NONE,
@@ -414,9 +414,9 @@ TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
          C::FORMAT_FILE_SECTION, C::EOL_LINUX, C::VALIDATION_OK},
         {folder.write("none", "a=1"), false, false, C::FORMAT_NONE, C::EOL_LINUX,
          C::VALIDATION_WRONG_EOL},
-        {folder.path("none"), false, false, C::FORMAT_HEADER, C::EOL_LINUX,
+        {folder.file("none"), false, false, C::FORMAT_HEADER, C::EOL_LINUX,
          C::VALIDATION_BAD_FORMAT},
-        {folder.path("none"), false, false, C::FORMAT_NONE, C::EOL_UNKNOWN,
+        {folder.file("none"), false, false, C::FORMAT_NONE, C::EOL_UNKNOWN,
          C::VALIDATION_NO_FINAL_EOL},
         {folder.write("mixed", header + "\n"), false, false, C::FORMAT_HEADER, C::EOL_DOS,
          C::VALIDATION_INCONSISTENT_EOL},
@@ -434,10 +434,16 @@ TEST(ChecksumTest, JudgesFilesByTheirValueOrByTheirForm) {
 }
 
 TEST(ChecksumTest, UpdatesAFileOnceAndLeavesAValidOneAlone) {
-    const TempFolder folder;
+    const ScratchDirectory folder;
     const std::string path = folder.write("a.ini", "k=\xE9\0\xFFv\n"s);
-    EXPECT_TRUE(Checksum::updateFile(path.c_str(), false));
-    const std::string updated = TempFolder::read(path);
+    {
+        test::LogCapture log(Log::INFO);
+        EXPECT_TRUE(Checksum::updateFile(path.c_str(), false));
+        EXPECT_EQ((LogLines{{Log::INFO, "Checksum: loading input data from file: " + path + "."},
+                            {Log::INFO, "Checksum: loading input data from memory: 7 bytes."}}),
+                  log.lines());
+    }
+    const std::string updated = ScratchDirectory::content(path);
     EXPECT_EQ(0U, updated.find("\nk=\xE9\0\xFFv\n\n[File]\nversion = 1\nchecksum = "s)) << updated;
     EXPECT_TRUE(Checksum::checkFile(path.c_str(), false));
 
@@ -447,14 +453,14 @@ TEST(ChecksumTest, UpdatesAFileOnceAndLeavesAValidOneAlone) {
     std::filesystem::last_write_time(path, longAgo);
     EXPECT_FALSE(Checksum::updateFile(path.c_str(), false));
     EXPECT_EQ(longAgo, std::filesystem::last_write_time(path));
-    EXPECT_EQ(indented, TempFolder::read(path));
+    EXPECT_EQ(indented, ScratchDirectory::content(path));
     EXPECT_TRUE(Checksum::updateFile(path.c_str(), true));
-    EXPECT_EQ(updated, TempFolder::read(path));
+    EXPECT_EQ(updated, ScratchDirectory::content(path));
 }
 
 /// A text that can be read but not written, whoever asks: an administrator may write a file that is
 /// only marked so.
-std::string unwritableFile(const TempFolder& folder) {
+std::string unwritableFile(const ScratchDirectory& folder) {
     const std::string path = folder.write("unwritable", "a=1\n");
     const auto writing = std::filesystem::perms::owner_write | std::filesystem::perms::group_write |
                          std::filesystem::perms::others_write;
@@ -463,11 +469,11 @@ std::string unwritableFile(const TempFolder& folder) {
 }
 
 TEST(ChecksumTest, RefusesWhatItCannotReadOrUnderstandOrWrite) {
-    const TempFolder folder;
-    const std::string missing = folder.path("missing");
+    const ScratchDirectory folder;
+    const std::string missing = folder.file("missing");
     const std::string comments = folder.write("comments", "# a\n");
     const std::string unwritable = unwritableFile(folder);
-    const std::string before = TempFolder::read(unwritable);
+    const std::string before = ScratchDirectory::content(unwritable);
     test::LogCapture log(Log::ERROR);
     expectRefusal(ERR_FILE_READ, missing, true);
     expectRefusal(ERR_CONFIG_PARSE, comments, true);
@@ -479,8 +485,10 @@ TEST(ChecksumTest, RefusesWhatItCannotReadOrUnderstandOrWrite) {
                         {Log::EXCEPTION, "ERR_FILE_WRITE"}}),
               log.lines());
     expectRefusal(ERR_FILE_READ, folder.path(), true);
-    EXPECT_EQ("# a\n", TempFolder::read(comments));
-    EXPECT_EQ(before, TempFolder::read(unwritable));
+    EXPECT_TRUE(log.has("Checksum: Read error on " + folder.path()) ||
+                log.has("Checksum: Can not open file " + folder.path() + "."));
+    EXPECT_EQ("# a\n", ScratchDirectory::content(comments));
+    EXPECT_EQ(before, ScratchDirectory::content(unwritable));
 
     Checksum checksum;
     load(checksum, "a=1");
@@ -488,7 +496,7 @@ TEST(ChecksumTest, RefusesWhatItCannotReadOrUnderstandOrWrite) {
     EXPECT_FALSE(checksum.writeFile(folder.path().c_str()));
     EXPECT_FALSE(checksum.writeFile(nullptr));
     EXPECT_TRUE(checksum.writeFile(missing.c_str()));
-    EXPECT_EQ(bytesOf(checksum.getUpdatedData()), TempFolder::read(missing));
+    EXPECT_EQ(bytesOf(checksum.getUpdatedData()), ScratchDirectory::content(missing));
 }
 
 } // namespace

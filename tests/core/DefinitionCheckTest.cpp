@@ -6,8 +6,8 @@
 #include "fus/Mechanics.h"
 #include "fus/P_GeneratorDefinition.h"
 #include "support/LogCapture.h"
+#include "support/ScratchDirectory.h"
 #include "support/SourceTree.h"
-#include "support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -175,7 +175,7 @@ TEST_F(DefinitionChecks, FindNothingInTheShippedExamplesWhateverTheirLineEndsAre
         EXPECT_TRUE(checked.isLoadable()) << name;
         EXPECT_EQ(checked.kind(), *name == 'g' ? GENERATOR : MECHANICS) << name;
         std::string dos = "\xEF\xBB\xBF";
-        for (const char character : TempFolder::read(shipped(name))) {
+        for (const char character : ScratchDirectory::content(shipped(name))) {
             dos += character == '\n' ? "\r\n" : std::string(1, character);
         }
         EXPECT_TRUE(check(checked, dos)) << name;

@@ -1,13 +1,13 @@
 #include "ToolRun.h"
 
-#include "WholeFile.h"
-
 #include "fus/Checksum.h"
 
 #include "support/LogCapture.h"
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 
 namespace fus::tool::test {
 namespace {
@@ -27,8 +27,7 @@ const std::string HEADER = "checksum = " + A1_LINE + "\na=1\n";
 class ChecksumCommandTest : public testing::Test {
 protected:
     std::string make(const std::string& name, const std::string& bytes) const {
-        writeWholeFile(m_scratch.file(name), bytes);
-        return m_scratch.file(name);
+        return m_scratch.write(name, bytes);
     }
 
     static std::string content(const std::string& file) { return ScratchDirectory::content(file); }

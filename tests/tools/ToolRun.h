@@ -4,11 +4,10 @@
 
 #include "fussim/Simulator.h"
 
+#include "support/ScratchDirectory.h"
+
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -32,35 +31,7 @@ struct ToolRun {
     }
 };
 
-/// A directory of the test's own, which goes with it.
-class ScratchDirectory {
-public:
-    ScratchDirectory() { std::filesystem::create_directories(m_path); }
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    std::string file(const std::string& name) const { return (m_path / name).string(); }
-
-    static std::string content(const std::string& name) {
-        std::ifstream stream(name, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
-            found.push_back(entry.path().filename().string());
-        }
-        return found;
-    }
-
-private:
-    std::filesystem::path m_path = std::filesystem::temp_directory_path() /
-                                   ("fus-tool-test-" + std::to_string(std::random_device{}()));
-};
+using fus::test::ScratchDirectory;
 
 /// A simulated generator in this process, and its address.
 class SimulatedGenerator {

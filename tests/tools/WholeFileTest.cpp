@@ -3,6 +3,8 @@
 #include "Errors.h"
 #include "ToolRun.h"
 
+#include <filesystem>
+
 namespace fus::tool::test {
 namespace {
 
