@@ -22,7 +22,7 @@ protected:
     void connect(Generation generation, const std::string& ini);
     /// Closes the connection, and lets the peer tell whether its script was kept to.
     void disconnect();
-    /// Waits until the listener has got all events up to now, and an `ExecStartEvent` behind them.
+    /// Waits until the listener has got all events up to now, and a few of this call's own.
     void awaitOlderEvents();
 
     FUS& fus() { return FUS::getInstance(); }
