@@ -209,6 +209,12 @@ BoardMOT FUS::getBoardMOT() const {
         boardRecord<PrivateBoardMOT>(connection->config(), HWID_MECHANICS, 0));
 }
 
+std::shared_ptr<const void> FUS::holdDescription() const {
+    const auto connection = FUSAccess::getConstConnection(*this);
+    connection->config(); // throws without an open link
+    return connection;
+}
+
 GenType FUS::simulatorType() const {
     const auto connection = m_private->connection();
     return connection ? connection->lastConfig().generatorType() : GEN_UNKNOWN;

@@ -243,6 +243,18 @@ unsigned short FUS::getDefinitionPort() const {
     return m_private->definition()->port();
 }
 
+bool FUS::getDefinitionBackPanel(Mask1D& sntBoards, Mask1D& ampBoards,
+                                 BackPanelStorage& target) const {
+    const auto definition = m_private->definition();
+    if (definition->backPanelSNT().size() == 0 || definition->backPanelAMP().size() == 0) {
+        return false;
+    }
+    sntBoards = definition->backPanelSNT();
+    ampBoards = definition->backPanelAMP();
+    target = definition->backPanelStorage();
+    return true;
+}
+
 void FUS::applyDefBoardMeasureThresholds() {
     m_private->applyBoardMeasureThresholds();
 }

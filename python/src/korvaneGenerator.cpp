@@ -113,12 +113,6 @@ constexpr const char* EXEC_STATUS_DOCS[] = {
     "Stopped because no heart-beat was received in time.",
 };
 
-/// Bits of a board's status.
-enum BoardStatus : unsigned { STATUS_RESETED = 1, STATUS_CRC = 2, STATUS_POWER_SUPPLY = 4 };
-
-constexpr Row BOARD_STATUSES[] = {
-    {STATUS_RESETED, "RESETED"}, {STATUS_CRC, "CRC"}, {STATUS_POWER_SUPPLY, "POWER_SUPPLY"}};
-
 constexpr const char* BOARD_STATUS_DOCS[] = {
     "The board has been reset unexpectedly, does not apply to UPB. Once set, requires a call to "
     "reboot(slaves) to unset.",

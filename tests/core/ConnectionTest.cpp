@@ -355,6 +355,21 @@ TEST_F(LostLink, TellsListenersOnceAndFailsCommandsAtOnce) {
     }
 }
 
+TEST_F(LostLink, LeavesWholeWhatIsHeldOfItsDescription) {
+    connect();
+    const auto held = fus().holdDescription();
+    const Board board = fus().getBoard(BOARD_AMPLIFIER, 1);
+    const char* const text = fus().getInitString();
+    connection.reset();
+    peer.cut();
+    ASSERT_TRUE(waitForDisconnect(ConnectEvent::REASON_SOCKET_ERROR));
+    EXPECT_EQ(board.address(), 1);
+    EXPECT_STREQ(board.boardMeasure(0).name(), "tem");
+    EXPECT_EQ(text, iniOf(Generation::V31));
+    EXPECT_EQ(faultOf([&] { fus().holdDescription(); }),
+              "ERR_NOT_CONNECTED: Not connected to the generator");
+}
+
 TEST_F(LostLink, IsNoticedWhenItBreaksWhileConnecting) {
     peer.sendIni(iniOf(Generation::V2)).cut();
     fus().registerListener(&listener);

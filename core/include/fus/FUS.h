@@ -112,6 +112,9 @@ public:
     BoardSNT getBoardSNT(unsigned index) const;
     BoardAMP getBoardAMP(unsigned index) const;
     BoardMOT getBoardMOT() const;
+    /// Keeps the description of this connection: while the result lives, handles that come from it
+    /// and the text of `getInitString` may be used, also when the link is lost meanwhile.
+    std::shared_ptr<const void> holdDescription() const;
     /// What is connected; `GEN_UNKNOWN` without a connection or before protocol 3.
     gprotocol::GenType simulatorType() const;
 
@@ -235,6 +238,10 @@ public:
     ///
     /// Throws what reading and setting throw.
     bool applyDefBackPanel();
+    /// What the definition says of the back panel; false, with nothing changed, if it doesn't have
+    /// both masks. Needs no connection, and never throws but `std::bad_alloc`.
+    bool getDefinitionBackPanel(Mask1D& sntBoards, Mask1D& ampBoards,
+                                gprotocol::BackPanelStorage& target) const;
 
     // --- listeners -------------------------------------------------------------------------------
 

@@ -167,6 +167,13 @@ enum Peripheral : std::uint32_t {
 
 inline constexpr std::uint32_t PERIPHERAL_COUNT = 4;
 
+/// What may be wrong with a board, a bit mask; 0: it is well.
+enum BoardStatus : std::uint32_t {
+    BOARD_STATUS_RESETED = 1,     ///< reset unexpectedly, until the slave boards are rebooted
+    BOARD_STATUS_CRC = 2,         ///< the CRC of its firmware is bad
+    BOARD_STATUS_POWER_SUPPLY = 4 ///< wrong state of its power supply; UPB: of the global switch
+};
+
 /// What a reboot takes in.
 enum RebootTarget : std::uint32_t {
     REBOOT_ALL = 9000,   ///< main board and slaves; takes more than 20 seconds
@@ -244,6 +251,11 @@ inline constexpr EnumRow EXEC_FLAGS[] = {
     {EXEC_FLAG_IGNORE_UNEXP_TRIGGER, "EXEC_FLAG_IGNORE_UNEXP_TRIGGER", "IGNORE_UNEXP_TRIGGER"},
     {EXEC_FLAG_SWITCHABLE, "EXEC_FLAG_SWITCHABLE", "SWITCHABLE"},
     {EXEC_FLAG_OMIT_ALL_MEASURES, "EXEC_FLAG_OMIT_ALL_MEASURES", "OMIT_ALL_MEASURES"}};
+
+inline constexpr EnumRow BOARD_STATUSES[] = {
+    {BOARD_STATUS_RESETED, "BOARD_STATUS_RESETED", "RESETED"},
+    {BOARD_STATUS_CRC, "BOARD_STATUS_CRC", "CRC"},
+    {BOARD_STATUS_POWER_SUPPLY, "BOARD_STATUS_POWER_SUPPLY", "POWER_SUPPLY"}};
 
 inline constexpr EnumRow PERIPHERALS[] = {
     {PERIPHERAL_POWER_SUPPLY_28V, "PERIPHERAL_POWER_SUPPLY_28V", "POWER_SUPPLY_28V"},

@@ -161,7 +161,7 @@ public:
                            bool upper, unsigned value);
     /// Reads the status of every board; true if all of them reported 0.
     bool refreshBoardsStatus();
-    /// The status that the last refresh stored; needs no command.
+    /// The status that the last refresh stored, `gprotocol::BoardStatus` bits; needs no command.
     unsigned getBoardStatus(gprotocol::BoardType type, unsigned address) const;
 
     // --- settings and safety ---------------------------------------------------------------------
