@@ -11,8 +11,9 @@ import sys
 
 from source_tree import report
 
-# What exists on one side only by its nature: the module's tests, and those of two systems.
-ONE_SIDED = ("python.", "two_systems.", "fuzz.")
+# What exists on one side only by its nature: the module's tests, those of two systems, and those in
+# a terminal.
+ONE_SIDED = ("python.", "two_systems.", "fuzz.", "terminal.")
 
 
 def cpp_tests(build):

@@ -41,6 +41,14 @@ def python_test_faults(tests):
                 yield "%s isn't run on %s" % (path, interpreter)
 
 
+def terminal_test_faults(tests):
+    for path in tracked_files(".py"):
+        folder, name = os.path.split(os.path.splitext(path)[0])
+        if folder == "tests/terminal" and name.startswith("test_"):
+            if "terminal." + name not in tests:
+                yield "%s isn't run" % path
+
+
 def main():
     build = os.path.abspath(sys.argv[1])
     compiled = compiled_sources(build)
@@ -53,6 +61,7 @@ def main():
         faults.append("ctest has no test")
     if not windows:
         faults += python_test_faults(tests)
+        faults += terminal_test_faults(tests)
     report("Build", "%d sources are compiled, %d tests are run" % (len(sources), len(tests)), faults)
 
 

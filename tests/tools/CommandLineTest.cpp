@@ -50,6 +50,19 @@ TEST(CommandLineTest, AnswersEachCommandLineWithItsExitCodeAndATellingText) {
     }
 }
 
+TEST(CommandLineTest, HelpsWithinEightyColumns) {
+    std::vector<std::vector<std::string>> all = {{"help"}};
+    for (const Command& command : commands()) {
+        all.push_back({"help", command.name});
+    }
+    for (const auto& words : all) {
+        std::istringstream text(ToolRun(words).out);
+        for (std::string line; std::getline(text, line);) {
+            EXPECT_LT(line.size(), 80U) << line;
+        }
+    }
+}
+
 TEST(CommandLineTest, ReadsAddressesAndSaysWhatIsWrongWithThem) {
     for (const char* const good : {"rack", "10.0.0.1:1", "10.0.0.1:65535"}) {
         const Address address = parseAddress(good);

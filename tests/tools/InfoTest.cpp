@@ -18,7 +18,7 @@ TEST(InfoTest, TellsPeopleWhatEachGenerationIsMadeOf) {
           "  UPB 0     0 vdc        2  V       4.5     5.5  4500..5500\n",
           "  AMP 0-15  0 tem        2  C       -40      80  0..960\n",
           "  vrf [V] 1 byte, irf [A] 1 byte", "1..2048", "up to 3 axes with 100 moves each",
-          "  0     1001500  unknown  detected\n"}},
+          "  0     1001500  unknown  detected\n", "  status: Ok\n"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.protocol);
@@ -35,7 +35,10 @@ TEST(InfoTest, TellsPeopleWhatEachGenerationIsMadeOf) {
 TEST(InfoTest, ListsEachBoardOnDemandAndWritesJson) {
     SimulatedGenerator generator;
     const ToolRun all({"info", generator.address(), "--all"});
-    expectPart(all.out, "AMP      15  yes     2012.4.3.0   3.1.1.0   0x0C00000F  0x2E7709A1");
+    // the generator's text doesn't tell the last one's: the board itself is asked
+    expectPart(all.out,
+               "AMP      15  yes     2012.4.3.0   3.1.1.0   0x0C00000F  0x2E7709A1  131072  "
+               "2019-03-11 16:31:30");
     const ToolRun json({"info", "--json", generator.address()});
     EXPECT_EQ(json.code, 0);
     expectPart(json.out, "\"uniqueId\": 201326607,");
@@ -53,13 +56,28 @@ TEST(InfoTest, WritesATextThatASimulatorTakes) {
     expectPart(ToolRun({"info", second.address()}).out, "128 channels, ");
 }
 
+TEST(InfoTest, WritesTheLibrarysDocumentWholeOrNotAtAll) {
+    SimulatedGenerator generator;
+    const ScratchDirectory scratch;
+    const std::string file = scratch.file("system.json");
+    EXPECT_EQ(ToolRun({"info", generator.address(), "--export", file}).code, 0);
+    const std::string document = ScratchDirectory::content(file);
+    EXPECT_EQ(document.substr(0, 2), "{\n");
+    EXPECT_EQ(document.substr(document.size() - 5), "\t]\n}\n");
+    expectPart(document, "\t\"backpanel\": {\n\t\t\"flash.SNT\": ");
+    const ToolRun refused({"info", generator.address(), "--export", scratch.file("no/such")});
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_EQ(refused.out, "");
+    expectPart(refused.err, "such: can't be written: ");
+}
+
 TEST(InfoTest, TellsWhatTheMechanicalBoardTellsAndLeavesTheRestOut) {
     SimulatedGenerator generator;
     generator.simulator.addFault("mech-error:mech=CMD_STATUS,code=0x15090000");
     const ToolRun result({"info", generator.address()});
     EXPECT_EQ(result.code, 0) << result.err;
     expectPart(result.out, "up to 3 axes");
-    EXPECT_EQ(result.out.find("Status["), std::string::npos);
+    EXPECT_EQ(result.out.find("status: "), std::string::npos);
 }
 
 TEST(InfoTest, FailsPlainlyWhenTheLinkBreaks) {

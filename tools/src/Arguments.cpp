@@ -4,6 +4,7 @@
 #include "Errors.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <stdexcept>
 
@@ -27,6 +28,10 @@ const OptionRow* find(const std::vector<OptionRow>& rows, const std::string& nam
     return nullptr;
 }
 
+bool contains(const std::vector<const char*>& words, const std::string& word) {
+    return std::find(words.begin(), words.end(), word) != words.end();
+}
+
 } // namespace
 
 Arguments::Arguments(const Command& command, const std::vector<std::string>& words)
@@ -45,6 +50,7 @@ Arguments::Arguments(const Command& command, const std::vector<std::string>& wor
     }
     if (!has("--help")) {
         checkOperands();
+        checkAction();
     }
 }
 
@@ -84,6 +90,22 @@ void Arguments::checkOperands() const {
     }
 }
 
+void Arguments::checkAction() const {
+    if (m_command.actions.empty()) {
+        return;
+    }
+    const std::string& action = m_operands.front();
+    if (!contains(m_command.actions, action)) {
+        throw UsageError("'" + printable(action) + "' isn't " + listed(m_command.actions, "or"));
+    }
+    for (const OptionRow& option : m_command.options) {
+        if (has(option.name) && !option.actions.empty() && !contains(option.actions, action)) {
+            throw UsageError(std::string(option.name) + " goes with " +
+                             listed(option.actions, "and") + ", not with " + action);
+        }
+    }
+}
+
 bool Arguments::has(const char* option) const {
     if (find(m_command.options, option) == nullptr) {
         throw std::logic_error(std::string(option) + " isn't in the table of options");
@@ -113,6 +135,17 @@ double Arguments::decimal(const char* option, double otherwise, double least, do
                                    printable(text).c_str(), least, most));
     }
     return value;
+}
+
+std::string listed(const std::vector<const char*>& words, const char* conjunction) {
+    std::string text;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        if (i > 0) {
+            text += i + 1 < words.size() ? ", " : std::string(" ") + conjunction + ' ';
+        }
+        text += words[i];
+    }
+    return text;
 }
 
 unsigned parseNumber(const std::string& what, const std::string& text, unsigned least,

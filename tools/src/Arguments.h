@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,7 +14,9 @@ struct Command;
 struct OptionRow {
     const char* name;  ///< "--export"
     const char* value; ///< what its value is called in the help; null if it takes none
-    const char* help;  ///< one line
+    const char* help;  ///< lines, without the actions that take it
+    /// The actions of its command that take it; none: all of them.
+    std::vector<const char*> actions = {};
 };
 
 /// The command line of one command, taken apart by the command's own table.
@@ -21,8 +25,9 @@ struct OptionRow {
 /// form. Options may stand anywhere, each once; behind "--" everything is an operand.
 class Arguments {
 public:
-    /// Throws UsageError for what the table doesn't hold, and for another number of operands than
-    /// the command takes; not if `--help` is there.
+    /// Throws UsageError for what the table doesn't hold, for another number of operands than the
+    /// command takes, for an action that it doesn't have, and for an option that doesn't go with
+    /// the action; all but the first not if `--help` is there.
     Arguments(const Command& command, const std::vector<std::string>& words);
 
     /// Whether an option was given. It must be in the table: else std::logic_error.
@@ -38,14 +43,29 @@ public:
     const std::vector<std::string>& operands() const { return m_operands; }
     const std::string& operand(std::size_t index) const { return m_operands.at(index); }
 
+    /// The row whose `name` is the action that was asked for.
+    template <class Row, std::size_t COUNT>
+    const Row& actionOf(const Row (&rows)[COUNT]) const {
+        for (const Row& row : rows) {
+            if (operand(0) == row.name) {
+                return row;
+            }
+        }
+        throw std::logic_error("there is no action " + operand(0));
+    }
+
 private:
     void take(const std::vector<std::string>& words, std::size_t& position);
     void checkOperands() const;
+    void checkAction() const;
 
     const Command& m_command;
     std::map<std::string, std::string> m_values;
     std::vector<std::string> m_operands;
 };
+
+/// "read, set or clear"
+std::string listed(const std::vector<const char*>& words, const char* conjunction);
 
 /// A whole number in decimal digits and nothing else. Throws UsageError, which begins with `what`.
 unsigned parseNumber(const std::string& what, const std::string& text, unsigned least,

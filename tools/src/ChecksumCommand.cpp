@@ -216,37 +216,9 @@ void validate(const Request& request, Outcome& outcome) {
 struct Action {
     const char* name;
     void (*run)(const Request& request, Outcome& outcome);
-    std::vector<const char*> options; ///< of those that not every action takes
 };
 
-const std::vector<Action>& actions() {
-    static const std::vector<Action> table = {
-        {"verify", verify, {"--any-format"}},
-        {"update", update, {"--force"}},
-        {"validate", validate, {"--format", "--eol"}},
-    };
-    return table;
-}
-
-const Action& findAction(const std::string& name) {
-    for (const Action& action : actions()) {
-        if (name == action.name) {
-            return action;
-        }
-    }
-    throw UsageError("'" + printable(name) + "' isn't verify, update or validate");
-}
-
-void refuseForeignOptions(const Action& asked, const Arguments& arguments) {
-    for (const Action& action : actions()) {
-        for (const char* const option : action.options) {
-            if (&action != &asked && arguments.has(option)) {
-                throw UsageError(std::string(option) + " goes with " + action.name + ", not with " +
-                                 asked.name);
-            }
-        }
-    }
-}
+constexpr Action ACTIONS[] = {{"verify", verify}, {"update", update}, {"validate", validate}};
 
 /// The row that an option names; the first one, which can't be named, if it isn't given.
 template <typename Row, std::size_t Count>
@@ -330,8 +302,7 @@ void writeJson(const Action& action, const std::vector<Outcome>& outcomes, bool 
 } // namespace
 
 int runChecksum(const Arguments& arguments, Console& console) {
-    const Action& action = findAction(arguments.operand(0));
-    refuseForeignOptions(action, arguments);
+    const Action& action = arguments.actionOf(ACTIONS);
     const Request request{arguments.has("--any-format"), arguments.has("--force"),
                           chosen(arguments, "--format", FORMATS).value,
                           chosen(arguments, "--eol", EOLS).value};

@@ -18,6 +18,8 @@ struct Command {
     std::size_t leastOperands;
     std::size_t mostOperands;
     const char* details; ///< what its help says in front of the options, whole lines
+    /// What the first operand must be one of; none: it is like the others.
+    std::vector<const char*> actions;
     std::vector<OptionRow> options;
     /// Gives an ExitCode. It may throw UsageError, ToolError and FUSException.
     int (*run)(const Arguments& arguments, Console& console);
@@ -32,6 +34,8 @@ int run(const std::vector<std::string>& words, Console& console);
 
 // The sub-commands.
 int runInfo(const Arguments& arguments, Console& console);
+int runBackPanel(const Arguments& arguments, Console& console);
+int runMonitor(const Arguments& arguments, Console& console);
 int runCheck(const Arguments& arguments, Console& console);
 int runChecksum(const Arguments& arguments, Console& console);
 

@@ -3,6 +3,7 @@
 #include "Errors.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <mutex>
 
 namespace fus::tool {
@@ -82,7 +83,9 @@ std::vector<std::string> LibraryLog::errors() {
 std::string LibraryLog::reason() {
     std::string text;
     for (const std::string& error : errors()) {
-        text += (text.empty() ? "" : "; ") + printable(error);
+        // What belongs to a line before is indented.
+        const std::size_t begin = std::min(error.find_first_not_of(' '), error.size());
+        text += (text.empty() ? "" : "; ") + printable(error.substr(begin));
     }
     return text.empty() ? "no reason is known" : text;
 }

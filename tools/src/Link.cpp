@@ -1,7 +1,9 @@
 #include "Link.h"
 
+#include "Attempt.h"
 #include "Errors.h"
 #include "LibraryLog.h"
+#include "Text.h"
 
 #include "fus/FUSException.h"
 #include "fus/Generator.h"
@@ -13,6 +15,16 @@ namespace {
 constexpr unsigned USUAL_TIMEOUT = 4000; // [ms]
 constexpr unsigned LEAST_TIMEOUT = 100;
 constexpr unsigned MOST_TIMEOUT = 600000;
+
+std::string described(const FUSException& error, const Address& address) {
+    if (isLinkLost(error)) {
+        return "the link to " + address.text() + " was lost";
+    }
+    if (error.errorCode() == ERR_TIMEOUT) {
+        return "the generator at " + address.text() + " doesn't answer any more";
+    }
+    return "the generator at " + address.text() + ": " + printable(error.message());
+}
 
 } // namespace
 
@@ -36,9 +48,19 @@ void Link::connect() {
         }
     } catch (const FUSException& error) {
         throw ToolError("the generator at " + m_address.text() +
-                        " can't be used: " + error.message());
+                        " can't be used: " + printable(error.message()));
     }
     throw ToolError("no generator answers at " + m_address.text() + ": " + LibraryLog::reason());
+}
+
+int overLink(const Arguments& arguments, const std::string& address,
+             const std::function<int(Link& link)>& action) {
+    Link link(arguments, address);
+    try {
+        return action(link);
+    } catch (const FUSException& error) {
+        throw ToolError(described(error, link.address()));
+    }
 }
 
 } // namespace fus::tool

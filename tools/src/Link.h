@@ -4,6 +4,9 @@
 
 #include "fus/FUS.h"
 
+#include <functional>
+#include <string>
+
 namespace fus::tool {
 
 /// A connection to a generator, for as long as this lives. There can be only one.
@@ -30,5 +33,10 @@ private:
     Address m_address;
     unsigned m_timeout;
 };
+
+/// Connects to the generator at an address, and does something with it. A FUSException that comes
+/// out of it becomes a ToolError that says what it means.
+int overLink(const Arguments& arguments, const std::string& address,
+             const std::function<int(Link& link)>& action);
 
 } // namespace fus::tool

@@ -40,6 +40,9 @@ void printHelp(const Command& command, std::ostream& out) {
     for (const OptionRow& option : command.options) {
         std::string name = option.name + (option.value ? std::string(" ") + option.value : "");
         std::string help = option.help;
+        if (!option.actions.empty()) {
+            help.insert(0, listed(option.actions, "and") + ": ");
+        }
         for (std::size_t end = help.find('\n'); end != std::string::npos; end = help.find('\n')) {
             table.add({name, help.substr(0, end)});
             name.clear();

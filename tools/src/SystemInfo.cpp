@@ -1,6 +1,7 @@
 #include "SystemInfo.h"
 
-#include "fus/FUSException.h"
+#include "Attempt.h"
+
 #include "fus/Generator.h"
 #include "fus/LowLevelMechanics.h"
 
@@ -12,6 +13,8 @@ namespace fus::tool {
 namespace {
 
 using namespace gprotocol;
+
+constexpr unsigned FIRST_WITH_ADDRESSES = 3; // major version of the protocol; before, it counts
 
 MeasureInfo describe(const Measure& measure) {
     MeasureInfo info;
@@ -42,12 +45,38 @@ BoardData describe(const Board& board) {
     return data;
 }
 
-std::vector<BoardData> readBoards(const FUS& fus) {
+/// What the board says of itself goes before what the generator's text says of it. `address` is the
+/// one by which it is asked.
+void askBoard(FUS& fus, unsigned address, BoardData& data) {
+    const auto shortAddress = static_cast<unsigned char>(address);
+    attempt([&] {
+        const BoardInfo info = fus.readBoardInfo(data.type, shortAddress);
+        data.hardware = info.hardwareVersion();
+        data.firmware = info.firmwareVersion();
+        data.crc = info.firmwareCRC() != 0 ? info.firmwareCRC() : data.crc;
+        data.firmwareSize = info.firmwareSize();
+        if (*info.firmwareDatetime() != '\0') {
+            data.buildTime = info.firmwareDatetime();
+        }
+    });
+    if (data.uniqueId == 0) {
+        attempt([&] {
+            data.uniqueId = static_cast<std::uint32_t>(
+                fus.getGenerator().readBoardParam(data.type, address, BPARAM_ALL_UID));
+        });
+    }
+}
+
+std::vector<BoardData> readBoards(FUS& fus) {
+    const bool old = fus.getProtocolVersion().v1 < FIRST_WITH_ADDRESSES;
     std::vector<BoardData> boards;
     for (const EnumRow& row : BOARD_TYPES) {
         const auto type = static_cast<BoardType>(row.value);
         for (unsigned i = 0; i < fus.getDetectedBoardCount(type); ++i) {
             boards.push_back(describe(fus.getBoard(type, i)));
+            if (boards.back().active) {
+                askBoard(fus, old ? i : boards.back().address, boards.back());
+            }
             if (type == BOARD_AMPLIFIER) {
                 const BoardAMP amplifier = fus.getBoardAMP(i);
                 for (unsigned m = 0; m < amplifier.channelMeasureCount(); ++m) {
@@ -99,18 +128,8 @@ private:
     const bool m_former;
 };
 
-/// False if the board refuses, or doesn't know what is asked. A broken link is thrown.
-template <class Action>
-bool ask(const FUS& fus, Action action) {
-    try {
-        action();
-        return true;
-    } catch (const FUSException&) {
-        if (!fus.isConnected()) {
-            throw;
-        }
-        return false;
-    }
+std::string textOf(const MechanicalStatus& status) {
+    return status.ok() ? status.message() : status.toString();
 }
 
 AxisInfo readAxis(LowLevelMechanics& mechanics, unsigned axis) {
@@ -125,15 +144,15 @@ MechanicsInfo readMechanics(FUS& fus) {
     LowLevelMechanics& mechanics = fus.getLowLevelMechanics();
     const InsecureMechanics insecure(mechanics);
     MechanicsInfo info;
-    ask(fus, [&] { info.status = mechanics.readStatus().toString(); });
-    ask(fus,
+    attempt([&] { info.status = textOf(mechanics.readStatus()); });
+    attempt(
         [&] { info.maxAxes = mechanics.readIntParameter(0, mprotocol::PARAM_R_MAX_AXIS_COUNT); });
-    ask(fus,
+    attempt(
         [&] { info.maxMoves = mechanics.readIntParameter(0, mprotocol::PARAM_R_TRAJ_MAXSIZE); });
     // Boards tell how many axes they support, not how many there are: the first that is refused
     // ends them.
     for (unsigned axis = 0; axis < info.maxAxes.value_or(0); ++axis) {
-        if (!ask(fus, [&] { info.axes.push_back(readAxis(mechanics, axis)); })) {
+        if (!attempt([&] { info.axes.push_back(readAxis(mechanics, axis)); })) {
             break;
         }
     }
@@ -149,6 +168,7 @@ bool MeasureInfo::operator==(const MeasureInfo& other) const {
 }
 
 SystemInfo readSystemInfo(FUS& fus) {
+    const auto held = fus.holdDescription(); // the link may break in the middle
     const Generator& generator = fus.getGenerator();
     SystemInfo info;
     info.kind = fus.simulatorType();

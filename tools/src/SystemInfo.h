@@ -36,6 +36,7 @@ struct BoardData {
     Version firmware;
     std::uint32_t uniqueId = 0; ///< 0: not told
     std::uint32_t crc = 0;
+    std::uint32_t firmwareSize = 0; ///< [bytes], 0: not told
     std::string buildTime;
     std::string revision;
     std::vector<MeasureInfo> measures;

@@ -38,6 +38,7 @@ void write(JsonWriter& json, const BoardData& board) {
         .member("firmware", board.firmware.toString())
         .member("uniqueId", board.uniqueId)
         .member("firmwareCRC", board.crc)
+        .member("firmwareSize", board.firmwareSize)
         .member("firmwareBuilt", board.buildTime)
         .member("firmwareRevision", board.revision);
     json.key("measures").beginArray();

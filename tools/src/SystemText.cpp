@@ -65,16 +65,21 @@ void printGroups(const std::vector<BoardData>& boards, std::ostream& out) {
     table.print(out, 2);
 }
 
+std::string hexadecimal(std::uint32_t number) {
+    return number != 0 ? formatted("0x%08X", static_cast<unsigned>(number)) : "-";
+}
+
 void printEachBoard(const std::vector<BoardData>& boards, std::ostream& out) {
-    Table table({Align::LEFT, Align::RIGHT});
-    table.add({"board", "slot", "in use", "hardware", "firmware", "unique id", "firmware CRC",
-               "firmware built", "revision"});
+    Table table({Align::LEFT, Align::RIGHT, Align::LEFT, Align::LEFT, Align::LEFT, Align::LEFT,
+                 Align::LEFT, Align::RIGHT});
+    table.add({"board", "slot", "in use", "hardware", "firmware", "unique id", "CRC", "bytes",
+               "built", "revision"});
     for (const BoardData& board : boards) {
         table.add({board.typeName(), std::to_string(board.address), yesNo(board.active),
                    board.hardware.toString(), board.firmware.toString(),
-                   formatted("0x%08X", static_cast<unsigned>(board.uniqueId)),
-                   formatted("0x%08X", static_cast<unsigned>(board.crc)), orDash(board.buildTime),
-                   orDash(board.revision)});
+                   hexadecimal(board.uniqueId), hexadecimal(board.crc),
+                   board.firmwareSize != 0 ? std::to_string(board.firmwareSize) : "-",
+                   orDash(board.buildTime), orDash(board.revision)});
     }
     table.print(out, 2);
 }
@@ -126,7 +131,7 @@ void printChannelMeasures(const std::vector<BoardData>& boards, std::ostream& ou
 }
 
 std::string fromTo(unsigned least, unsigned most) {
-    return std::to_string(least) + ".." + std::to_string(most);
+    return (least < most ? std::to_string(least) + ".." : "") + std::to_string(most);
 }
 
 void printModes(const SystemInfo& info, std::ostream& out) {
@@ -140,7 +145,7 @@ void printModes(const SystemInfo& info, std::ostream& out) {
         table.add({mode.name, fromTo(mode.minShooting, mode.maxShooting),
                    fromTo(mode.minTotal, mode.maxTotal),
                    fromTo(info.minTrajectoryDelay, mode.maxTrajectoryDelay),
-                   "1.." + std::to_string(mode.maxTrajectorySize)});
+                   fromTo(1, mode.maxTrajectorySize)});
     }
     out << "\nLimits by execution mode, times in us\n";
     table.print(out, 2);
@@ -167,7 +172,7 @@ void printMechanics(const MechanicsInfo& mechanics, std::ostream& out) {
     }
     table.print(out, 2);
     if (!mechanics.status.empty()) {
-        out << "  " << printable(mechanics.status) << '\n';
+        out << "  status: " << printable(mechanics.status) << '\n';
     }
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 
 namespace fus::tool {
 
@@ -47,6 +48,16 @@ std::string ranges(const std::vector<unsigned>& numbers) {
         first = last + 1;
     }
     return text;
+}
+
+std::string timeStamp() {
+    const std::time_t now = std::time(nullptr);
+    const std::tm* const time = std::localtime(&now); // NOLINT(concurrency-mt-unsafe): as told
+    if (time == nullptr) {
+        return "?";
+    }
+    char text[32];
+    return {text, std::strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%S", time)};
 }
 
 std::vector<std::size_t> Table::widths() const {

@@ -22,6 +22,9 @@ std::string counted(std::size_t count, const char* one, const char* many);
 /// Numbers in rising order as ranges: "0-3, 5, 7-8".
 std::string ranges(const std::vector<unsigned>& numbers);
 
+/// The local time, "2020-01-31T16:38:03". One thread at a time.
+std::string timeStamp();
+
 /// Rows of cells that are printed in columns, each as wide as its widest cell.
 class Table {
 public:

@@ -1,0 +1,10 @@
+#include "Attempt.h"
+
+namespace fus::tool {
+
+bool isLinkLost(const FUSException& error) {
+    const FUSError code = error.errorCode();
+    return code == ERR_NOT_CONNECTED || code == ERR_SOCKET_READ || code == ERR_SOCKET_WRITE;
+}
+
+} // namespace fus::tool
