@@ -155,7 +155,7 @@ private:
             return;
         }
         const ValueFault fault = faultOf(entry.param(), key.rule);
-        if (fault.text.empty()) {
+        if (fault.text.empty() || (entry.param().value() == nullptr && isRefused(place))) {
             return;
         }
         const std::string_view value = valueOf(entry);
@@ -163,6 +163,15 @@ private:
         add(fault.severity, entry.line, place,
             (value.empty() ? "" : quoted(value) + ": ") + fault.text + "; expected " +
                 expectationOf(key.rule) + (tellsReading ? readAs(key.rule, reading->second) : ""));
+    }
+
+    bool isRefused(const Place& place) const {
+        return std::any_of(m_review.complaints.begin(), m_review.complaints.end(),
+                           [&](const DefinitionComplaint& complaint) {
+                               return complaint.weight == DefinitionComplaint::REFUSED &&
+                                      complaint.section == place.first &&
+                                      complaint.key == place.second;
+                           });
     }
 
     /// The first of numbered keys that wasn't there when the loader looked for it.
@@ -197,7 +206,9 @@ private:
         const DefinitionKey* const key = m_vocabulary.find(complaint.section, complaint.key);
         if (text.empty() && key != nullptr) {
             const auto entry = m_first.find({complaint.section, complaint.key});
-            text = (entry == m_first.end() ? "missing" : quoted(valueOf(entry->second))) +
+            text = (entry == m_first.end()           ? "missing"
+                    : valueOf(entry->second).empty() ? "no value"
+                                                     : quoted(valueOf(entry->second))) +
                    "; expected " + expectationOf(key->rule);
         }
         if (text.empty() || complaint.log.empty()) {

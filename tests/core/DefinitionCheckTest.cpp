@@ -238,6 +238,7 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {10, "# none", 11, ERROR, "a mask without the other one"},
         {4, "channels = 16", 10, ERROR, "8 channels in SNT.mask, and channels = 16"},
         // what is missing
+        {2, "ip =", 2, ERROR, "no value; expected a name or an IPv4 address (failed requirement"},
         {2, "# none", 1, ERROR,
          "missing; expected a name or an IPv4 address (failed requirement: m_generatorHost != "
          "nullptr)"},

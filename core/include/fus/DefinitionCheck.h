@@ -16,8 +16,8 @@ namespace fus {
 /// ignored, and much that no hardware has is believed.
 ///
 /// Nothing is loaded, and nobody is connected: the definitions of `FUS` stay what they are. The log
-/// gets the lines that a load would write. Nothing but a lack of memory throws. Not locked: one
-/// thread at a time, any thread.
+/// gets what a load would write, and more, as a check goes on behind what a load stops at. Nothing
+/// but a lack of memory throws. Not locked: one thread at a time, any thread.
 class FUS_API DefinitionCheck {
 public:
     enum Kind : std::uint32_t { KIND_UNKNOWN = 0, KIND_GENERATOR = 1, KIND_MECHANICS = 2 };
