@@ -191,7 +191,7 @@ void describe(const Config& ini, const GeneratorConfig& config, Description& res
 
 Description Description::parse(const std::string& text) {
     Description result;
-    result.wireText = withoutSimulatorSections(text);
+    result.wireText = text; // whole, so that whoever captures it has all of this generator
     try {
         Config ini;
         std::istringstream stream(text);

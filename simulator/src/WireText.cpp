@@ -8,7 +8,6 @@ namespace simulator {
 
 namespace {
 
-constexpr const char* PREFIX = "simulator";
 constexpr const char* BACK_PANEL = "BKP";
 
 // As the INI reader sees it: high bytes are blanks too.
@@ -94,18 +93,6 @@ struct KeyValue {
 };
 
 } // namespace
-
-std::string withoutSimulatorSections(const std::string& text) {
-    std::string kept;
-    LineReader reader;
-    for (const std::string& line : linesOf(text)) {
-        reader.read(line);
-        if (reader.section().compare(0, std::string(PREFIX).size(), PREFIX) != 0) {
-            kept += line;
-        }
-    }
-    return kept;
-}
 
 std::string withBackPanel(const std::string& text, const std::string& snt, const std::string& amp) {
     std::vector<std::string> lines = linesOf(text);

@@ -16,11 +16,23 @@ constexpr unsigned USUAL_TIMEOUT = 4000; // [ms]
 constexpr unsigned LEAST_TIMEOUT = 100;
 constexpr unsigned MOST_TIMEOUT = 600000;
 
+/// What is known of a connection can be asked for only as long as its link stands.
+bool isLinkOpen() {
+    try {
+        FUS::getInstance().getProtocolVersion();
+        return true;
+    } catch (const FUSException&) {
+        return false;
+    }
+}
+
+/// An answer that a lost link took along is a time-out to the library.
 std::string described(const FUSException& error, const Address& address) {
-    if (isLinkLost(error)) {
+    const bool isLate = error.errorCode() == ERR_TIMEOUT;
+    if (isLinkLost(error) || (isLate && !isLinkOpen())) {
         return "the link to " + address.text() + " was lost";
     }
-    if (error.errorCode() == ERR_TIMEOUT) {
+    if (isLate) {
         return "the generator at " + address.text() + " doesn't answer any more";
     }
     return "the generator at " + address.text() + ": " + printable(error.message());
