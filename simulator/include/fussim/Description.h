@@ -112,7 +112,7 @@ struct Description {
     static Description builtIn() { return shipped("3.1"); }
     static const char* shippedText(const std::string& protocol);
 
-    std::string wireText; // what is sent at connect
+    std::string wireText;        // what is sent at connect
     unsigned protocolNumber = 0; // major * 100 + minor
     std::size_t channelCount = 0;
     std::size_t bufferCount = 0;
