@@ -24,8 +24,8 @@ const std::string FULL(16, '1');
 const std::string NONE(16, '0');
 
 TEST(WiringTest, ReadsMasksAndSaysWhatHasNoPlaceInThem) {
-    EXPECT_EQ(maskText(parseMask("--snt", "1111_0000 1111-0000-1"), true), "1111000011110000-1");
-    for (const char* const bad : {"", "-", "0-15", "1;0", "0x1"}) {
+    EXPECT_EQ(maskText(parseMask("--snt", "1111_0000 1111_0000-1"), true), "1111000011110000-1");
+    for (const char* const bad : {"", "-", "0-15", "11-11", "1;0", "0x1"}) {
         EXPECT_THROW(parseMask("--snt", bad), UsageError) << bad;
     }
 }

@@ -198,6 +198,7 @@ bool isAllMighty(const std::string& lockedFile) {
 
 TEST_F(ChecksumCommandTest, TellsWhyAFileCanNotBeHandledAndLeavesItAsItWas) {
     const std::string comments = make("comments", "# only\n");
+    const std::string wide = make("wide", "a\0=\0"s);
     const std::string locked = make("locked", WRONG);
     fs::permissions(locked,
                     fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
@@ -216,6 +217,7 @@ TEST_F(ChecksumCommandTest, TellsWhyAFileCanNotBeHandledAndLeavesItAsItWas) {
         {"verify", "comments", ": there is nothing that a checksum covers"},
         {"update", "comments", ": there is nothing that a checksum covers"},
         {"update", "locked", ": can't be written: "},
+        {"update", "wide", ": holds bytes of 0"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.action + " " + c.file);
@@ -228,7 +230,8 @@ TEST_F(ChecksumCommandTest, TellsWhyAFileCanNotBeHandledAndLeavesItAsItWas) {
     }
     EXPECT_EQ(content(comments), "# only\n");
     EXPECT_EQ(content(locked), WRONG);
-    EXPECT_EQ(m_scratch.names().size(), 3U) << "nothing is left beside";
+    EXPECT_EQ(content(wide), "a\0=\0"s);
+    EXPECT_EQ(m_scratch.names().size(), 4U) << "nothing is left beside";
     fs::permissions(locked, fs::perms::owner_write, fs::perm_options::add);
 }
 

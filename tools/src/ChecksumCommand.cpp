@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <optional>
 #include <string_view>
@@ -159,8 +160,17 @@ void refuseIfChanged(const std::string& file, const std::string& bytes) {
     }
 }
 
+/// Programs, pictures and texts in 16 bits would be spoilt by a section at their end.
+void refuseIfNoText(const std::string& file, const std::string& bytes) {
+    if (bytes.find('\0') != std::string::npos) {
+        throw ToolError(printable(file) +
+                        ": holds bytes of 0, so it is no definition, and is left alone");
+    }
+}
+
 void update(const Request& request, Outcome& outcome) {
     const std::string bytes = readWholeFile(outcome.file);
+    refuseIfNoText(outcome.file, bytes);
     Checksum checksum;
     load(checksum, bytes);
     computeOrFail(checksum, outcome);
@@ -237,10 +247,20 @@ const Row& chosen(const Arguments& arguments, const char* option, const Row (&ro
     throw UsageError(std::string(option) + ": '" + printable(name) + "' isn't " + known);
 }
 
+/// A device or a pipe may have no end.
+void refuseIfEndless(const std::string& file) {
+    std::error_code ignored;
+    const auto status = std::filesystem::status(file, ignored);
+    if (std::filesystem::is_other(status)) {
+        throw ToolError(printable(file) + ": is a device or a pipe, not a file");
+    }
+}
+
 Outcome runOn(const std::string& file, const Action& action, const Request& request) {
     Outcome outcome;
     outcome.file = file;
     try {
+        refuseIfEndless(file);
         action.run(request, outcome);
         return outcome;
     } catch (const std::bad_alloc&) {

@@ -59,8 +59,12 @@ void Link::connect() {
             return;
         }
     } catch (const FUSException& error) {
-        throw ToolError("the generator at " + m_address.text() +
-                        " can't be used: " + printable(error.message()));
+        // without a definition the library means the measures by it
+        const std::string reason =
+            error.errorCode() == ERR_CONFIG
+                ? "it doesn't tell its measures; over a slow link a longer --timeout may help"
+                : printable(error.message());
+        throw ToolError("the generator at " + m_address.text() + " can't be used: " + reason);
     }
     throw ToolError("no generator answers at " + m_address.text() + ": " + LibraryLog::reason());
 }

@@ -73,6 +73,10 @@ Mask1D parseMask(const std::string& option, const std::string& text) {
     for (const char c : text) {
         if (c == '0' || c == '1') {
             flags += c;
+        } else if (c == '-' && flags.size() % SLOT_CHANNELS != 0) {
+            throw UsageError(option + formatted(": '-' stands behind channel %zu, but a slot has "
+                                                "%zu channels: write them all",
+                                                flags.size(), SLOT_CHANNELS));
         } else if (c != '-' && c != '_' && c != ' ') {
             throw UsageError(
                 option + ": '" + printable(std::string(1, c)) +
