@@ -291,6 +291,15 @@ class Programs(unittest.TestCase):
                 code, _, err = run(*words, generator.address, stdout=full)
                 self.assertEqual(1, code)
                 self.assertIn("standard output can't be written", err)
+            self.assertEqual(1, run("help", stdout=full)[0])
+
+    def test_end_plainly_when_their_reader_has_gone(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        with os.fdopen(writer, "w") as gone, Simulator() as generator:
+            code, _, err = run("monitor", "--interval", "0.1", generator.address, stdout=gone)
+            self.assertEqual(1, code)
+            self.assertIn("standard output can't be written", err)
 
 
 if __name__ == "__main__":

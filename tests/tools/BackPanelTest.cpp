@@ -185,6 +185,11 @@ TEST(BackPanelTest, TakesMasksAndTargetFromADefinitionThatNoConnectWrites) {
     EXPECT_EQ(taken.code, 0) << taken.err;
     EXPECT_EQ(held(generator, true), ALL + ' ' + ALL);
 
+    std::ofstream(file) << text + "target = RAM+FALSH\n";
+    const ToolRun misspelt = backPanel(generator, "set", {"--definition", file, "--yes"});
+    EXPECT_EQ(misspelt.code, 1);
+    expectPart(misspelt.err, ": [backpanel] target: ");
+
     const ToolRun broken = backPanel(generator, "set", {"--definition", scratch.file("none")});
     EXPECT_EQ(broken.code, 1);
     expectPart(broken.err, "none: isn't a definition: ");
@@ -196,6 +201,24 @@ TEST(BackPanelTest, IsToldWhichGeneratorsHaveNone) {
     EXPECT_EQ(result.code, 1);
     expectPart(result.err, "the generator has protocol 3.0.0.0, and the back panel can be "
                            "configured since 3.1\n");
+}
+
+TEST(BackPanelTest, SaysHowFarItCameWhenTheGeneratorFallsSilent) {
+    const struct {
+        unsigned silent; ///< the first is the reading, the second sets, the third reads back
+        const char* part;
+    } cases[] = {{2, "it may be set or not: "}, {3, "it is set, but couldn't be read back: "}};
+    for (const auto& c : cases) {
+        SimulatedGenerator generator;
+        generator.simulator.addFault("missing:command=CMD_BACKPANEL_CONFIG,nth=" +
+                                     std::to_string(c.silent));
+        const ToolRun result =
+            backPanel(generator, "set",
+                      {"--snt", TWO_SLOTS, "--amp", TWO_SLOTS, "--yes", "--timeout", "500"});
+        EXPECT_EQ(result.code, 1);
+        expectPart(result.err, c.part);
+        expectPart(result.err, "fus-tool backpanel read " + generator.address() + '\n');
+    }
 }
 
 TEST(BackPanelTest, TellsARefusal) {

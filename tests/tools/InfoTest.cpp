@@ -95,12 +95,24 @@ TEST(InfoTest, TellsWhatTheMechanicalBoardTellsAndLeavesTheRestOut) {
     EXPECT_EQ(result.out.find("status: "), std::string::npos);
 }
 
-TEST(InfoTest, FailsPlainlyWhenTheLinkBreaks) {
-    SimulatedGenerator generator;
-    generator.simulator.addFault("close-at:byte=9000");
-    const ToolRun result({"info", generator.address()});
-    EXPECT_EQ(result.code, 1);
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+TEST(InfoTest, FailsPlainlyWhenTheLinkBreaksOrTheGeneratorFallsSilent) {
+    const struct {
+        const char* fault;
+        const char* part;
+    } cases[] = {
+        {"close-at:byte=9000", "fus-tool info: "},
+        {"missing:board=CMD_BOARD_CRC_DATE", " doesn't answer any more\n"},
+        {"missing:mech=CMD_STATUS", " doesn't answer any more\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fault);
+        SimulatedGenerator generator;
+        generator.simulator.addFault(c.fault);
+        const ToolRun result({"info", generator.address(), "--timeout", "500"});
+        EXPECT_EQ(result.code, 1);
+        expectPart(result.err, c.part);
+        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    }
 }
 
 } // namespace

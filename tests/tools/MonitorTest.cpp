@@ -120,5 +120,29 @@ TEST(MonitorTest, EndsWithZeroOnAnInterruptAndWithOneWhenTheLinkIsLost) {
     }
 }
 
+TEST(MonitorTest, EndsWithOneWhenTheGeneratorFallsSilent) {
+    const struct {
+        const char* protocol;
+        std::vector<std::string> faults;
+    } cases[] = {
+        {"3.1", {"missing:board=CMD_BOARD_PARAM_GET,hwid=12"}}, // the thresholds
+        {"2.5", {"missing:command=CMD_PARAM_GET"}},             // the thresholds
+        {"2.5", // behind them, all lists of a reading
+         {"missing:command=CMD_PARAM_GET,nth=3", "missing:command=CMD_PARAM_GET,nth=4",
+          "missing:command=CMD_PARAM_GET,nth=5"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.protocol << ' ' << c.faults[0]);
+        SimulatedGenerator generator(c.protocol);
+        for (const std::string& fault : c.faults) {
+            generator.simulator.addFault(fault);
+        }
+        const ToolRun result({"monitor", generator.address(), "--timeout", "500", "--count", "1"});
+        EXPECT_EQ(result.code, 1);
+        EXPECT_EQ(result.err, "fus-tool monitor: the generator at " + generator.address() +
+                                  " doesn't answer any more\n");
+    }
+}
+
 } // namespace
 } // namespace fus::tool::test

@@ -75,5 +75,21 @@ TEST(WholeFileTest, ChangesNothingIfTheLastCheckRefuses) {
     EXPECT_EQ(scratch.names(), std::vector<std::string>{"a.ini"});
 }
 
+TEST(WholeFileTest, MakesTheFileThatALinkLeadsTo) {
+    const ScratchDirectory scratch;
+    const std::string link = scratch.file("link");
+    std::error_code refused;
+    fs::create_symlink("next", link, refused);
+    if (refused) {
+        GTEST_SKIP() << "this user may not make links";
+    }
+    fs::create_symlink("real", scratch.file("next"));
+    writeWholeFile(link, "new");
+    EXPECT_EQ(ScratchDirectory::content(scratch.file("real")), "new");
+    EXPECT_TRUE(fs::is_symlink(link) && fs::is_symlink(scratch.file("next")));
+    fs::create_symlink("ring", scratch.file("ring"));
+    EXPECT_THROW(writeWholeFile(scratch.file("ring"), "new"), ToolError);
+}
+
 } // namespace
 } // namespace fus::tool::test

@@ -1,5 +1,6 @@
 // fus-tool backpanel: which channels of the boards are in use.
 
+#include "Attempt.h"
 #include "Commands.h"
 #include "Errors.h"
 #include "JsonWriter.h"
@@ -8,6 +9,7 @@
 #include "Text.h"
 #include "Wiring.h"
 
+#include "fus/DefinitionCheck.h"
 #include "fus/FUSException.h"
 #include "fus/Generator.h"
 
@@ -136,10 +138,30 @@ int readAction(const Arguments& arguments, Console& console) {
 
 // --- set -----------------------------------------------------------------------------------------
 
+constexpr const char* SECTION = "backpanel"; // of a definition
+
 struct Order {
     Wiring wiring;
     BackPanelStorage target = gprotocol::BKP_RAM;
 };
+
+/// Throws what is wrong in the section [backpanel] of a definition: a load takes much of it for
+/// something else, and tells its log alone.
+void requireSoundSection(const std::string& fileName) {
+    DefinitionCheck check;
+    check.checkFile(fileName.c_str(), DefinitionCheck::KIND_GENERATOR);
+    std::string errors;
+    for (const DefinitionCheck::Finding& finding : check.findings()) {
+        if (finding.severity == DefinitionCheck::SEVERITY_ERROR && finding.section == SECTION) {
+            errors += (errors.empty() ? "" : "; ") + printable(fileName) + ':' +
+                      std::to_string(finding.line) + ": [" + SECTION + "]" +
+                      (finding.key.empty() ? "" : " " + finding.key) + ": " + finding.text;
+        }
+    }
+    if (!errors.empty()) {
+        throw ToolError(errors);
+    }
+}
 
 /// What a definition file says. It is forgotten at once, so that no connect writes it.
 Order orderOfDefinition(const std::string& fileName) {
@@ -152,6 +174,7 @@ Order orderOfDefinition(const std::string& fileName) {
     const bool known =
         FUS::getInstance().getDefinitionBackPanel(order.wiring.snt, order.wiring.amp, order.target);
     generator.clearDefinition();
+    requireSoundSection(fileName);
     if (!known) {
         throw ToolError(printable(fileName) + ": doesn't have both masks in its [backpanel]");
     }
@@ -223,6 +246,35 @@ void verify(const Link& link, const Order& order, std::ostream& out) {
         << counted(link.generator().getChannelCount(), "channel", "channels") << ".\n";
 }
 
+std::string readAgain(const Link& link) {
+    return "; see what it has with: fus-tool backpanel read " + link.address().text();
+}
+
+void setWiring(const Link& link, const Order& order) {
+    try {
+        link.fus().setBackPanelConfiguration(order.wiring.snt, order.wiring.amp, order.target);
+    } catch (const FUSException& error) {
+        if (!isLinkLost(error) && !isTimeOut(error)) {
+            throw;
+        }
+        throw ToolError("it may be set or not: " + link.described(error) + readAgain(link));
+    }
+}
+
+void readBack(Link& link, const Order& order, std::ostream& out) {
+    const std::string unread = "it is set, but couldn't be read back: ";
+    try {
+        link.connect();
+    } catch (const ToolError& error) {
+        throw ToolError(unread + error.what() + readAgain(link));
+    }
+    try {
+        verify(link, order, out);
+    } catch (const FUSException& error) {
+        throw ToolError(unread + link.described(error) + readAgain(link));
+    }
+}
+
 int setAction(const Arguments& arguments, Console& console) {
     const Order order = orderOf(arguments);
     return overBackPanel(arguments, [&](Link& link) {
@@ -235,16 +287,11 @@ int setAction(const Arguments& arguments, Console& console) {
                           "? This ends the connection.")) {
             return EXIT_NO;
         }
-        link.fus().setBackPanelConfiguration(order.wiring.snt, order.wiring.amp, order.target);
+        setWiring(link, order);
         console.out
             << "It is set, and the generator has closed the connection. Connecting again...\n"
             << std::flush;
-        try {
-            link.connect();
-        } catch (const ToolError& error) {
-            throw ToolError(std::string("it is set, but couldn't be read back: ") + error.what());
-        }
-        verify(link, order, console.out);
+        readBack(link, order, console.out);
         return EXIT_YES;
     });
 }

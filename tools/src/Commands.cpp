@@ -34,7 +34,8 @@ const std::vector<Command>& commands() {
          "HOST[:PORT]",
          1,
          1,
-         "Connects to a generator, and tells what it is made of. Nothing is changed.\n",
+         "Connects to a generator, and tells what it is made of. Nothing is changed, but\n"
+         "a trajectory that still runs ends when the tool disconnects.\n",
          {},
          withLink({{"--all", nullptr, "a line for each board, with its unique id and firmware"},
                    {"--json", nullptr, "print JSON"},
@@ -50,7 +51,8 @@ const std::vector<Command>& commands() {
          1,
          "Reads all sensors once a second and shows them beside their thresholds, until\n"
          "Ctrl-C. Where the output is no terminal, each reading is one line. Nothing is\n"
-         "changed. Exit code 1 if the link is lost.\n",
+         "changed, but a trajectory that still runs ends when the tool disconnects. Exit\n"
+         "code 1 if the link is lost or the generator doesn't answer any more.\n",
          {},
          withLink({{"--interval", "S", "seconds from reading to reading, 0.1 to 86400 (1)"},
                    {"--count", "N", "end after so many readings"},
@@ -64,7 +66,8 @@ const std::vector<Command>& commands() {
          "read   draws what is in RAM, which is in use, and in FLASH, for every start\n"
          "set    sets it: shows what is and what will be, asks, sets, and reads back\n"
          "clear  clears the FLASH: asks first, too\n"
-         "A mask is 0 or 1 for each channel, with - between slots if you like.\n",
+         "A mask is 0 or 1 for each channel, with - between slots if you like.\n"
+         "A trajectory that still runs ends when the tool disconnects.\n",
          {"read", "set", "clear"},
          withLink({{"--source", "ram|flash|both", "what to read (both)", {"read"}},
                    {"--json", nullptr, "print JSON", {"read"}},

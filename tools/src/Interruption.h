@@ -4,8 +4,8 @@
 
 namespace fus::tool {
 
-/// While it lives, Ctrl-C and a request to terminate are noted instead of ending the program. One
-/// at a time.
+/// While it lives, Ctrl-C, a request to terminate and a terminal that goes are noted instead of
+/// ending the program. One at a time.
 class Interruption {
 public:
     Interruption();
@@ -21,6 +21,7 @@ private:
 
     const Handler m_formerInterrupt;
     const Handler m_formerTerminate;
+    const Handler m_formerHangUp;
 };
 
 } // namespace fus::tool

@@ -4,6 +4,8 @@
 #include "Text.h"
 
 #include <algorithm>
+#include <deque>
+#include <exception>
 #include <mutex>
 
 namespace fus::tool {
@@ -27,10 +29,13 @@ Log::Level levelOf(const std::string& name) {
                      "' isn't a level: error, info, verbose or debug");
 }
 
-/// What was heard at level ERROR.
+/// More than one operation has to say; a monitor that runs for days hears a lot more.
+constexpr std::size_t MOST_ERRORS = 20;
+
+/// What was heard at level ERROR, the last ones.
 struct Errors {
     std::mutex mutex;
-    std::vector<std::string> texts; // guarded by the mutex
+    std::deque<std::string> texts; // guarded by the mutex
 };
 
 Errors& heard() {
@@ -64,9 +69,18 @@ LibraryLog::~LibraryLog() {
 }
 
 void LibraryLog::hear(void* /*context*/, Log::Level level, const char* text) {
-    if (level == Log::ERROR) {
+    if (level != Log::ERROR) {
+        return;
+    }
+    try { // who logs may be any thread of the library
         const std::lock_guard<std::mutex> lock(heard().mutex);
-        heard().texts.emplace_back(text);
+        std::deque<std::string>& texts = heard().texts;
+        texts.emplace_back(text);
+        if (texts.size() > MOST_ERRORS) {
+            texts.pop_front();
+        }
+    } catch (const std::exception&) { // out of memory: a reason less is known
+        return;
     }
 }
 
@@ -77,7 +91,7 @@ void LibraryLog::forget() {
 
 std::vector<std::string> LibraryLog::errors() {
     const std::lock_guard<std::mutex> lock(heard().mutex);
-    return heard().texts;
+    return {heard().texts.begin(), heard().texts.end()};
 }
 
 std::string LibraryLog::reason() {

@@ -23,7 +23,7 @@ public:
 
     /// Forgets what was said up to now: to be called in front of an operation that may give false.
     static void forget();
-    /// The errors that were logged since then, in order.
+    /// The errors that were logged since then, in order; the last 20 of them.
     static std::vector<std::string> errors();
     /// The same in one line, "; " between them; "no reason is known" if there are none.
     static std::string reason();

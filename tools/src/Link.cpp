@@ -26,18 +26,6 @@ bool isLinkOpen() {
     }
 }
 
-/// An answer that a lost link took along is a time-out to the library.
-std::string described(const FUSException& error, const Address& address) {
-    const bool isLate = error.errorCode() == ERR_TIMEOUT;
-    if (isLinkLost(error) || (isLate && !isLinkOpen())) {
-        return "the link to " + address.text() + " was lost";
-    }
-    if (isLate) {
-        return "the generator at " + address.text() + " doesn't answer any more";
-    }
-    return "the generator at " + address.text() + ": " + printable(error.message());
-}
-
 } // namespace
 
 Link::Link(const Arguments& arguments, const std::string& address)
@@ -48,6 +36,17 @@ Link::Link(const Arguments& arguments, const std::string& address)
 
 Link::~Link() {
     fus().disconnect();
+}
+
+/// An answer that a lost link took along is a time-out to the library.
+std::string Link::described(const FUSException& error) const {
+    if (isLinkLost(error) || (isTimeOut(error) && !isLinkOpen())) {
+        return "the link to " + m_address.text() + " was lost";
+    }
+    if (isTimeOut(error)) {
+        return "the generator at " + m_address.text() + " doesn't answer any more";
+    }
+    return "the generator at " + m_address.text() + ": " + printable(error.message());
 }
 
 void Link::connect() {
@@ -75,7 +74,7 @@ int overLink(const Arguments& arguments, const std::string& address,
     try {
         return action(link);
     } catch (const FUSException& error) {
-        throw ToolError(described(error, link.address()));
+        throw ToolError(link.described(error));
     }
 }
 

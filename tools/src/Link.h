@@ -3,6 +3,7 @@
 #include "Arguments.h"
 
 #include "fus/FUS.h"
+#include "fus/FUSException.h"
 
 #include <functional>
 #include <string>
@@ -24,6 +25,9 @@ public:
     FUS& fus() const { return FUS::getInstance(); }
     Generator& generator() const { return fus().getGenerator(); }
     const Address& address() const { return m_address; }
+
+    /// What a FUSException means that came of this connection: a line for the user.
+    std::string described(const FUSException& error) const;
 
     /// Connects once more, after the generator has closed the connection. Both throw ToolError,
     /// with the library's reason, if no generator answers.

@@ -93,17 +93,18 @@ std::vector<std::string> Reading::troubles() const {
     return texts;
 }
 
-Meter::Meter(FUS& fus)
-    : m_source(fus.getProtocolVersion().v1 < FIRST_WITH_BOARDS ? makeListSource(fus)
-                                                               : makeBoardSource(fus)) {}
+Meter::Meter(FUS& fus, GoOn goOn)
+    : m_source(fus.getProtocolVersion().v1 < FIRST_WITH_BOARDS
+                   ? makeListSource(fus, std::move(goOn))
+                   : makeBoardSource(fus, std::move(goOn))) {}
 
 Meter::~Meter() = default;
 
-std::optional<Reading> Meter::read(const std::function<bool()>& goOn) {
+std::optional<Reading> Meter::read() {
     Reading reading;
     reading.time = timeStamp();
     reading.boards = m_source->blank();
-    if (!m_source->read(reading.boards, goOn)) {
+    if (!m_source->read(reading.boards)) {
         return std::nullopt;
     }
     return reading;

@@ -66,11 +66,14 @@ struct Reading {
 /// The thresholds are read once: no other client can change them while this one is connected.
 class Meter {
 public:
+    /// Asked between questions to the generator. Once it has said no, it doesn't say yes again.
+    using GoOn = std::function<bool()>;
+
     /// Both throw FUSException when the link breaks or the generator doesn't answer any more; a
-    /// board that fails alone gives UNREAD values.
-    explicit Meter(FUS& fus);
-    /// Asks `goOn` between boards, and gives nothing when that says no.
-    std::optional<Reading> read(const std::function<bool()>& goOn);
+    /// board that fails alone in a reading gives UNREAD values.
+    Meter(FUS& fus, GoOn goOn);
+    /// Nothing if it shall not go on.
+    std::optional<Reading> read();
 
     ~Meter();
 

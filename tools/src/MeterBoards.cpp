@@ -18,7 +18,8 @@ namespace {
 
 class BoardSource : public Meter::Source {
 public:
-    explicit BoardSource(FUS& fus) : m_generator(fus.getGenerator()) {
+    BoardSource(FUS& fus, Meter::GoOn goOn)
+        : Source(std::move(goOn)), m_generator(fus.getGenerator()) {
         const auto held = fus.holdDescription(); // the link may break in the middle
         for (const EnumRow& row : BOARD_TYPES) {
             const auto type = static_cast<BoardType>(row.value);
@@ -28,7 +29,7 @@ public:
         }
     }
 
-    bool read(std::vector<BoardReading>& boards, const std::function<bool()>& goOn) override;
+    bool read(std::vector<BoardReading>& boards) override;
 
 private:
     void addBoard(const Board& board);
@@ -40,17 +41,17 @@ private:
     Generator& m_generator;
 };
 
-bool BoardSource::read(std::vector<BoardReading>& boards, const std::function<bool()>& goOn) {
-    const bool known = refreshStatus();
+bool BoardSource::read(std::vector<BoardReading>& boards) {
+    const bool known = goesOn() && refreshStatus();
     for (BoardReading& board : boards) {
-        if (!goOn()) {
+        if (!goesOn()) {
             return false;
         }
         if (known) {
             board.status = m_generator.getBoardStatus(board.type, board.address);
         }
         if (!board.values.empty()) {
-            attempt([&] { readValues(board); });
+            readValues(board);
         }
     }
     return true;
@@ -59,20 +60,19 @@ bool BoardSource::read(std::vector<BoardReading>& boards, const std::function<bo
 /// Comes first and throws a time-out, since it tells whether the generator answers at all: each
 /// board that doesn't is waited for. False if it refuses.
 bool BoardSource::refreshStatus() {
-    try {
-        m_generator.refreshBoardsStatus();
-        return true;
-    } catch (const FUSException& error) {
-        if (isLinkLost(error) || error.errorCode() == ERR_TIMEOUT) {
-            throw;
-        }
-        return false;
-    }
+    return attempt([&] { m_generator.refreshBoardsStatus(); });
 }
 
+/// A board may be silent alone.
 void BoardSource::readValues(BoardReading& board) {
     FloatArray values;
-    m_generator.readBoardMeasures(board.type, board.address, values, false);
+    try {
+        attempt([&] { m_generator.readBoardMeasures(board.type, board.address, values, false); });
+    } catch (const FUSException& error) {
+        if (!isTimeOut(error)) {
+            throw;
+        }
+    }
     const std::size_t count = std::min(values.size(), board.values.size());
     for (std::size_t i = 0; i < count; ++i) {
         board.values[i].take(values.get(i));
@@ -97,6 +97,9 @@ Value BoardSource::describe(const Board& board, unsigned index) {
     value.unit = printable(measure.unitSymbol());
     const std::uint32_t least = threshold(board, index, false);
     const std::uint32_t most = threshold(board, index, true);
+    if (least == 0 && most == 0) { // it has none
+        return value;
+    }
     if (least > measure.minADCValue()) {
         value.lower = measure.physicalFromADC(least);
     }
@@ -110,20 +113,22 @@ Value BoardSource::describe(const Board& board, unsigned index) {
     return value;
 }
 
-/// As the board says; what it said of itself at connect if it doesn't.
+/// As the board says; what it said of itself at connect if it refuses, or shall not be asked.
 std::uint32_t BoardSource::threshold(const Board& board, unsigned index, bool upper) {
     const Measure measure = board.boardMeasure(index);
     std::uint32_t raw = upper ? measure.upperThreshold() : measure.lowerThreshold();
-    attempt([&] {
-        raw = m_generator.readBoardThreshold(board.boardType(), board.address(), index, upper);
-    });
+    if (goesOn()) {
+        attempt([&] {
+            raw = m_generator.readBoardThreshold(board.boardType(), board.address(), index, upper);
+        });
+    }
     return raw;
 }
 
 } // namespace
 
-std::unique_ptr<Meter::Source> makeBoardSource(FUS& fus) {
-    return std::make_unique<BoardSource>(fus);
+std::unique_ptr<Meter::Source> makeBoardSource(FUS& fus, Meter::GoOn goOn) {
+    return std::make_unique<BoardSource>(fus, std::move(goOn));
 }
 
 } // namespace fus::tool

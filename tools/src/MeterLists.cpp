@@ -5,8 +5,9 @@
 #include "fus/FloatArray.h"
 #include "fus/Generator.h"
 
-#include <algorithm>
+#include <exception>
 #include <limits>
+#include <utility>
 
 namespace fus::tool {
 
@@ -43,7 +44,8 @@ constexpr ListRow LISTS[] = {
 
 class ListSource : public Meter::Source {
 public:
-    explicit ListSource(FUS& fus) : m_generator(fus.getGenerator()) {
+    ListSource(FUS& fus, Meter::GoOn goOn)
+        : Source(std::move(goOn)), m_generator(fus.getGenerator()) {
         for (const ListRow& list : LISTS) {
             addList(list);
         }
@@ -52,21 +54,7 @@ public:
         }
     }
 
-    bool read(std::vector<BoardReading>& boards, const std::function<bool()>& goOn) override {
-        for (const ListRow& list : LISTS) {
-            if (!goOn()) {
-                return false;
-            }
-            const FloatArray values = readList(list, false);
-            std::size_t next = 0;
-            for (const Place& place : m_places) {
-                if (place.list == &list && next < values.size()) {
-                    boards[place.board].values[place.value].take(values.get(next++));
-                }
-            }
-        }
-        return true;
-    }
+    bool read(std::vector<BoardReading>& boards) override;
 
 private:
     /// Where the next value of a list belongs to.
@@ -79,14 +67,53 @@ private:
     void addList(const ListRow& list);
     std::size_t boardAt(BoardType type, unsigned address);
     FloatArray readList(const ListRow& list, bool thresholds);
+    void takeList(const ListRow& list, std::vector<BoardReading>& boards);
 
     Generator& m_generator;
     std::vector<Place> m_places;
 };
 
+/// A list that doesn't come stays unread; if none of them comes, the generator is silent.
+bool ListSource::read(std::vector<BoardReading>& boards) {
+    bool answered = false;
+    std::exception_ptr silence;
+    for (const ListRow& list : LISTS) {
+        if (!goesOn()) {
+            return false;
+        }
+        if ((m_generator.*list.count)() == 0) {
+            continue; // the library itself would refuse it: no answer either
+        }
+        try {
+            takeList(list, boards);
+            answered = true;
+        } catch (const FUSException& error) {
+            if (!isTimeOut(error)) {
+                throw;
+            }
+            silence = std::current_exception();
+        }
+    }
+    if (!answered && silence) {
+        std::rethrow_exception(silence);
+    }
+    return true;
+}
+
+void ListSource::takeList(const ListRow& list, std::vector<BoardReading>& boards) {
+    const FloatArray values = readList(list, false);
+    std::size_t next = 0;
+    for (const Place& place : m_places) {
+        if (place.list == &list && next < values.size()) {
+            boards[place.board].values[place.value].take(values.get(next++));
+        }
+    }
+}
+
 void ListSource::addList(const ListRow& list) {
     const unsigned count = (m_generator.*list.count)();
-    const FloatArray most = count > 0 && list.hasThresholds ? readList(list, true) : FloatArray();
+    const bool asks = count > 0 && list.hasThresholds && goesOn();
+    const FloatArray most = asks ? readList(list, true) : FloatArray();
     for (unsigned i = 0; i < count; ++i) {
         const std::size_t board = boardAt(list.type, list.type == BOARD_AMPLIFIER ? i : 0);
         Value value;
@@ -126,8 +153,8 @@ FloatArray ListSource::readList(const ListRow& list, bool thresholds) {
 
 } // namespace
 
-std::unique_ptr<Meter::Source> makeListSource(FUS& fus) {
-    return std::make_unique<ListSource>(fus);
+std::unique_ptr<Meter::Source> makeListSource(FUS& fus, Meter::GoOn goOn) {
+    return std::make_unique<ListSource>(fus, std::move(goOn));
 }
 
 } // namespace fus::tool

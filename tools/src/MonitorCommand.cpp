@@ -65,10 +65,10 @@ void waitUntil(Clock::time_point end, const FUS& fus, MonitorOutput& output) {
 
 void readAgainAndAgain(const Pace& pace, FUS& fus, Console& console, MonitorOutput& output) {
     const auto interval = std::chrono::duration_cast<Clock::duration>(pace.interval);
-    Meter meter(fus);
+    Meter meter(fus, [] { return !Interruption::hasCome(); });
     Clock::time_point due = Clock::now();
     for (unsigned done = 0; !Interruption::hasCome();) {
-        const auto reading = meter.read([] { return !Interruption::hasCome(); });
+        const auto reading = meter.read();
         if (!reading) {
             return;
         }

@@ -81,11 +81,7 @@ int runCommand(const Command& command, const std::vector<std::string>& words, Co
         return EXIT_YES;
     }
     const LibraryLog log(arguments);
-    const int code = command.run(arguments, console);
-    if (!console.out.flush()) {
-        throw ToolError("standard output can't be written");
-    }
-    return code;
+    return command.run(arguments, console);
 }
 
 int dispatch(const std::vector<std::string>& words, Console& console) {
@@ -130,7 +126,11 @@ int fail(const std::vector<std::string>& words, Console& console, int code,
 
 int run(const std::vector<std::string>& words, Console& console) {
     try {
-        return dispatch(words, console);
+        const int code = dispatch(words, console);
+        if (!console.out.flush()) {
+            throw ToolError("standard output can't be written");
+        }
+        return code;
     } catch (const UsageError& error) {
         return fail(words, console, EXIT_WRONG_USE, error.what());
     } catch (const FUSException& error) {

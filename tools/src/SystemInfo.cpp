@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 namespace fus::tool {
 
@@ -25,6 +26,10 @@ MeasureInfo describe(const Measure& measure) {
     info.upperADC = measure.upperThreshold();
     info.lower = measure.physicalFromADC(info.lowerADC);
     info.upper = measure.physicalFromADC(info.upperADC);
+    // A sensor whose raw value falls while the physical one rises has them the other way round.
+    if (info.lower > info.upper) {
+        std::swap(info.lower, info.upper);
+    }
     return info;
 }
 

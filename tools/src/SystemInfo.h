@@ -21,7 +21,7 @@ struct MeasureInfo {
     unsigned bytes = 0;
     std::uint32_t lowerADC = 0; ///< thresholds; both 0: the generator has none for it
     std::uint32_t upperADC = 0;
-    float lower = 0; ///< the same [unit]
+    float lower = 0; ///< the same [unit], in order also where raw values fall as these rise
     float upper = 0;
 
     bool hasThresholds() const { return lowerADC != 0 || upperADC != 0; }
@@ -88,7 +88,8 @@ struct SystemInfo {
     std::optional<MechanicsInfo> mechanics;
 };
 
-/// Asks the connected generator. Throws FUSException when the link breaks.
+/// Asks the connected generator. What a board refuses stays out. Throws FUSException when
+/// the link breaks or the generator doesn't answer any more.
 SystemInfo readSystemInfo(FUS& fus);
 
 /// "a real generator", "a simulator", "a generator"; by gprotocol::GenType.

@@ -3,6 +3,7 @@
 #include "Errors.h"
 #include "Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
@@ -17,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t PORTION = 65536;
+constexpr unsigned MOST_LINKS = 40; // one behind another; as systems have it
 
 /// The new file, which goes unless it was renamed.
 class Draft {
@@ -34,7 +36,8 @@ public:
     Draft(const Draft&) = delete;
     Draft& operator=(const Draft&) = delete;
 
-    /// With these permissions from the start, so that nobody reads who may not.
+    /// It has these permissions before the content comes: none but who opened it while it was empty
+    /// can read what he may not.
     void write(std::string_view content, fs::perms permissions);
     void renameTo(const fs::path& target);
 
@@ -72,9 +75,15 @@ void Draft::renameTo(const fs::path& target) {
     m_renamed = true;
 }
 
-/// Where the file really is, behind links. One that doesn't exist yet stays as it is.
-fs::path behindLinks(const fs::path& target) {
-    return fs::is_symlink(target) ? fs::weakly_canonical(target) : target;
+/// Where the file really is, or will be, behind links.
+fs::path behindLinks(fs::path target) {
+    for (unsigned links = 0; fs::is_symlink(target); ++links) {
+        if (links == MOST_LINKS) {
+            fail(std::make_error_code(std::errc::too_many_symbolic_link_levels));
+        }
+        target = target.parent_path() / fs::read_symlink(target);
+    }
+    return target;
 }
 
 void replace(const fs::path& target, std::string_view content,

@@ -16,7 +16,7 @@ std::string readWholeFile(const std::string& fileName,
 /// everything is written. Who reads meanwhile sees the old content or the new one, never a part.
 ///
 /// A file that is replaced keeps its permissions. A symbolic link stays one: the file that it leads
-/// to is replaced. What isn't a regular file (a directory, a device) is refused.
+/// to is replaced, or made. What isn't a regular file (a directory, a device) is refused.
 ///
 /// When all but the taking of the name is done, `lastCheck` is asked, if there is one: it may throw
 /// ToolError, so that nothing changes.
