@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 namespace fus {
 
@@ -51,7 +52,13 @@ public:
     Judge(const DefinitionText& text, Kind kind, const DefinitionReview& review,
           DefinitionPlaces& places)
         : m_text(text), m_kind(kind), m_vocabulary(kind), m_others(otherThan(kind)),
-          m_review(review), m_places(places) {}
+          m_review(review), m_places(places) {
+        for (const DefinitionComplaint& complaint : review.complaints) {
+            if (complaint.weight == DefinitionComplaint::REFUSED) {
+                m_refused.emplace(complaint.section, complaint.key);
+            }
+        }
+    }
 
     void run(std::vector<Finding>& findings) {
         for (const DefinitionText::Header& header : m_text.headers()) {
@@ -61,9 +68,19 @@ public:
             judge(entry);
         }
         m_findings.moveTo(findings);
-        for (const DefinitionComplaint& complaint : m_review.complaints) {
-            judge(complaint, findings);
+        for (const Finding& finding : findings) {
+            if (finding.severity == ERROR) {
+                m_wrong.emplace(finding.section, finding.key);
+            }
         }
+        for (const bool isOdd : {false, true}) { // so that many odd ones leave room for the others
+            for (const DefinitionComplaint& complaint : m_review.complaints) {
+                if ((complaint.weight == DefinitionComplaint::ODD) == isOdd) {
+                    judge(complaint);
+                }
+            }
+        }
+        m_complaints.moveTo(findings);
     }
 
 private:
@@ -155,7 +172,8 @@ private:
             return;
         }
         const ValueFault fault = faultOf(entry.param(), key.rule);
-        if (fault.text.empty() || (entry.param().value() == nullptr && isRefused(place))) {
+        if (fault.text.empty() ||
+            (entry.param().value() == nullptr && m_refused.count(place) != 0)) {
             return;
         }
         const std::string_view value = valueOf(entry);
@@ -165,19 +183,10 @@ private:
                 expectationOf(key.rule) + (tellsReading ? readAs(key.rule, reading->second) : ""));
     }
 
-    bool isRefused(const Place& place) const {
-        return std::any_of(m_review.complaints.begin(), m_review.complaints.end(),
-                           [&](const DefinitionComplaint& complaint) {
-                               return complaint.weight == DefinitionComplaint::REFUSED &&
-                                      complaint.section == place.first &&
-                                      complaint.key == place.second;
-                           });
-    }
-
     /// The first of numbered keys that wasn't there when the loader looked for it.
-    std::string firstGap(const DefinitionKey& key) const {
+    std::string firstGap(const DefinitionKey& key) {
         const std::string stem = key.name.substr(0, key.name.size() - 1);
-        unsigned number = 0;
+        unsigned& number = m_gaps[{key.section, stem}]; // goes on where it ended for another key
         while (m_review.readings.count({key.section, stem + std::to_string(number)}) != 0) {
             ++number;
         }
@@ -186,19 +195,20 @@ private:
 
     /// What a value's own finding has told isn't told again, and a section that is missing is told
     /// by what must be in it.
-    void judge(const DefinitionComplaint& complaint, std::vector<Finding>& findings) const {
+    void judge(const DefinitionComplaint& complaint) {
         const unsigned line = m_places.lineOf({complaint.section, complaint.key});
         if (line == 0 && complaint.weight == DefinitionComplaint::ODD && !complaint.log.empty()) {
             return;
         }
-        const auto tellsSame = [&](const Finding& finding) {
-            return finding.severity == ERROR && !complaint.key.empty() &&
-                   finding.section == complaint.section && finding.key == complaint.key;
-        };
-        if (std::none_of(findings.begin(), findings.end(), tellsSame)) {
-            findings.push_back({complaint.weight == DefinitionComplaint::ODD ? WARNING : ERROR,
-                                line, complaint.section, complaint.key, textOf(complaint)});
+        const Place place(complaint.section, complaint.key);
+        if (!complaint.key.empty() && m_wrong.count(place) != 0) {
+            return;
         }
+        const auto severity = complaint.weight == DefinitionComplaint::ODD ? WARNING : ERROR;
+        if (severity == ERROR) {
+            m_wrong.insert(place);
+        }
+        m_complaints.add({severity, line, complaint.section, complaint.key, textOf(complaint)});
     }
 
     std::string textOf(const DefinitionComplaint& complaint) const {
@@ -231,7 +241,11 @@ private:
     std::map<const ConfigSection*, std::string> m_paths;
     std::map<Place, DefinitionText::Entry> m_first; // where each key stands first
     DefinitionPlaces& m_places;
+    std::set<Place> m_refused;
+    std::set<Place> m_wrong; // where an error has been told
+    std::map<Place, unsigned> m_gaps;
     DefinitionFindings m_findings;
+    DefinitionFindings m_complaints;
 };
 
 } // namespace

@@ -46,18 +46,23 @@ std::string_view trimmed(std::string_view text) {
                : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
 
+bool isBlank(char character) {
+    return character == ' ' || character == '\t';
+}
+
 bool isComment(std::string_view text) {
     return !text.empty() && (text.front() == '#' || text.front() == ';' ||
                              text.substr(0, 2) == "//" || text.substr(0, 2) == "/*");
 }
 
-/// What stands behind a number.
+/// What stands behind a number. A ';' or '#' at the number itself rather separates than comments.
 ValueFault faultOfRest(std::string_view rest) {
+    const bool touches = !rest.empty() && (rest.front() == ';' || rest.front() == '#');
     rest = trimmed(rest);
     if (rest.empty()) {
         return GOOD;
     }
-    if (isComment(rest)) {
+    if (isComment(rest) && !touches) {
         return warning("a comment needs a line of its own");
     }
     return error(quoted(rest) + " behind the number isn't read" +
@@ -128,10 +133,27 @@ ValueFault faultOfUnsigned(const std::string& text, const ValueRule& rule) {
     return faultOfWhole(text, false, rule);
 }
 
-/// Behind the last separator a blank ends an item, too.
-bool isNumberBehindBlank(std::string_view rest) {
-    const std::string text(rest);
-    return text.find_first_of(BLANKS) == 0 && text::toFloat(text.c_str()).end != text.c_str();
+bool isNumberBehindBlank(const char* rest) {
+    return isBlank(*rest) && text::toFloat(rest).end != rest;
+}
+
+/// Behind the last separator a blank ends an item, too: each of them is looked at.
+ValueFault faultOfLastItem(const std::string& item, FaultOfNumber faultOfNumber,
+                           const ValueRule& rule) {
+    bool hasSeveral = false;
+    const char* number = item.c_str();
+    for (const char* end = text::toFloat(number).end; isNumberBehindBlank(end);
+         end = text::toFloat(number).end) {
+        ValueFault fault = faultOfNumber(std::string(number, end), rule);
+        if (!isGood(fault)) {
+            return fault;
+        }
+        hasSeveral = true;
+        number = end;
+    }
+    ValueFault fault = faultOfNumber(number, rule);
+    const bool isWrong = !isGood(fault) && fault.severity == DefinitionCheck::SEVERITY_ERROR;
+    return hasSeveral && !isWrong ? warning("a blank between numbers instead of a |") : fault;
 }
 
 ValueFault faultOfItem(const std::string& item, bool isLast, FaultOfNumber faultOfNumber,
@@ -139,10 +161,7 @@ ValueFault faultOfItem(const std::string& item, bool isLast, FaultOfNumber fault
     if (trimmed(item).empty()) {
         return error("empty: the list ends in front of it");
     }
-    if (isLast && isNumberBehindBlank(text::toFloat(item.c_str()).end)) {
-        return warning("a blank between numbers instead of a |");
-    }
-    return faultOfNumber(item, rule);
+    return isLast ? faultOfLastItem(item, faultOfNumber, rule) : faultOfNumber(item, rule);
 }
 
 /// That of the first item that has one, with the numbers of all.
@@ -171,6 +190,9 @@ ValueFault faultOfList(std::string_view value, FaultOfNumber faultOfNumber, cons
 ValueFault faultOfBool(const ConfigParam& param) {
     if (ConfigParam::isBoolWord(param.value())) {
         return GOOD;
+    }
+    if (isDigit(*param.value())) {
+        return faultOfRest(param.value() + 1); // only a first 0 or 1 is looked at
     }
     return param.toBool(true) == param.toBool(false) ? warning("only its beginning is looked at")
                                                      : error("neither true nor false");

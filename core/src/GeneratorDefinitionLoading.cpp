@@ -156,6 +156,16 @@ void reviewPolynomial(const std::string& key, const std::vector<float>& items,
     }
 }
 
+/// Without a word that there are none: any generator that has such boards is another one.
+void reviewBoardCounts(const ConfigSection& section, DefinitionReview& review) {
+    for (const char* const key : {"generatorCount", "amplifierCount"}) {
+        if (!section.hasParam(key)) {
+            review.complaints.push_back(
+                {DefinitionComplaint::ODD, "config", key, "missing: read as 0 boards", ""});
+        }
+    }
+}
+
 } // namespace
 
 /// A key of the text, how its value gets into the definition, and what that makes of it.
@@ -243,7 +253,10 @@ struct GeneratorDefinition::Section {
 
 const D::Section D::Section::ALL[] = {
     {"config",
-     [](D& d, const ConfigSection& /*section*/, DefinitionReview* /*review*/) {
+     [](D& d, const ConfigSection& section, DefinitionReview* review) {
+         if (review != nullptr) {
+             reviewBoardCounts(section, *review);
+         }
          d.m_boardCounts[BOARD_PROCESSOR] = 1;
          d.m_hasVoltage = d.m_minVoltages.size() > PARTIAL_VOLTAGES;
          return true;

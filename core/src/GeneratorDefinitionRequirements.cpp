@@ -72,6 +72,7 @@ struct GeneratorDefinition::Requirement {
         return d.m_amplifierType >= AMPLIFIER_FIRST && d.m_amplifierType < AMPLIFIER_COUNT;
     }
     static Fault badThresholds(const GeneratorDefinition& d);
+    static Fault unequalMasks(const GeneratorDefinition& d);
 
     static const Requirement ALL[];
 };
@@ -161,6 +162,7 @@ const D::Requirement D::Requirement::ALL[] = {
          return {synthesizers != amplifiers, synthesizers ? "SNT.mask" : "AMP.mask",
                  "a mask without the other one: the back panel is left as it is"};
      }},
+    {Weight::IGNORED, nullptr, "backpanel", Requirement::unequalMasks},
     {Weight::ODD, nullptr, "backpanel",
      [](const D& d) -> Fault {
          return {d.m_bkpMaskSNT.size() != 0 && d.m_bkpMaskSNT.activeCount() == 0, "SNT.mask",
@@ -184,6 +186,23 @@ Fault D::Requirement::badThresholds(const GeneratorDefinition& d) {
         }
     }
     return {};
+}
+
+/// Masks that load, and that setting the back panel refuses.
+Fault D::Requirement::unequalMasks(const GeneratorDefinition& d) {
+    const Mask1D& snt = d.m_bkpMaskSNT;
+    const Mask1D& amp = d.m_bkpMaskAMP;
+    if (snt.size() == 0 || amp.size() == 0) {
+        return {};
+    }
+    if (snt.size() != amp.size()) {
+        return {snt.activeCount() == amp.activeCount() || snt.activeCount() == 0, "AMP.mask",
+                count(snt.size()) + " entries in SNT.mask, and " + count(amp.size()) +
+                    " in AMP.mask: setting them fails (Masks sizes mismatch.)"};
+    }
+    return {snt.activeCount() == 0 && amp.activeCount() != 0, "AMP.mask",
+            "no channel in SNT.mask, and " + count(amp.activeCount()) +
+                " in AMP.mask: setting them fails (Masks content mismatch (number of 0/1).)"};
 }
 
 /// Logs it, and gives the words.

@@ -36,7 +36,7 @@ const Lines GOOD_GENERATOR = {
     "generatorCount = 1",   // 5
     "minVoltages = 4.5|11", // 6
     "maxVoltages = 5.5|13", // 7
-    "clock = 24",           // 8
+    "amplifierCount = 1",   // 8
     "[backpanel]",          // 9
     "SNT.mask = 1111-1111", // 10
     "AMP.mask = 1111-1111", // 11
@@ -202,13 +202,15 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {5, "generatorCount = 1,5", 5, ERROR,
          "',5' behind the number isn't read, decimals take a point"},
         {5, "generatorCount = -3", 5, ERROR, "from 0 to 32; read as '4294967293'"},
-        {8, "clock = 26", 8, ERROR, "expected 0, 24 or 25; read as '0'"},
+        {5, "generatorCount = 1\nclock = 26", 6, ERROR, "expected 0, 24 or 25; read as '0'"},
         {19, "maxPower = 1,5", 19, ERROR, "read as '1'"},
         {19, "maxPower = -1", 19, ERROR, "expected a number from 0 on"},
         {19, "maxPower = nan", 19, ERROR, "not a finite number"},
         {19, "maxPower = 0", 19, WARNING, "failed requirement(ignored): m_maxPower != 0.0f"},
         {24, "VADCThreshold = 300", 24, ERROR,
          "'300': out of range; expected a whole number from 0 to 255"},
+        {5, "# none", 1, WARNING, "missing: read as 0 boards"},
+        {5, "generatorCount = 1;2", 5, ERROR, "';2' behind the number isn't read"},
         // lists
         {6, "minVoltages = 4,5|11 V", 6, ERROR,
          "item 1: ',5' behind the number isn't read, decimals take a point (and see item 2); "
@@ -217,6 +219,10 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {14, "maxAMP = 75|x", 14, ERROR,
          "item 2: not a number; expected numbers with | between them; read as '75'"},
         {14, "maxAMP = 75 8", 14, WARNING, "a blank between numbers instead of a |"},
+        {14, "maxAMP = 75 8,5", 14, ERROR, "',5' behind the number isn't read"},
+        {14, "maxAMP = 75|8 A", 14, ERROR, "'A' behind the number isn't read"},
+        {14, "maxAMP = 75|8 ; A", 14, WARNING, "a comment needs a line of its own"},
+        {21, "c0 = 0.5;1.2;3", 21, ERROR, "';1.2;3' behind the number isn't read", 0},
         {21, "c0 = 0.o1|0", 21, ERROR, "'o1' behind the number isn't read"},
         {21, "c0 = 0.1", 21, WARNING, "gives the same value whatever is measured"},
         {21, "c0 = 0|0|2", 21, WARNING, "gives the same value whatever is measured"},
@@ -235,6 +241,9 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {10, "SNT.mask = 1111-lll1-1111", 10, ERROR, "'l' isn't counted as a channel", 1},
         {10, "SNT.mask = 11111-111", 10, WARNING, "groups of different lengths"},
         {11, "AMP.mask = 1111-1110", 11, ERROR, "8 channels in SNT.mask, and 7 in AMP.mask"},
+        {10, "SNT.mask = 1111-1111-0000", 11, ERROR,
+         "12 entries in SNT.mask, and 8 in AMP.mask: setting them fails (Masks sizes mismatch.)"},
+        {10, "SNT.mask = 0000-0000", 11, ERROR, "Masks content mismatch", 1},
         {10, "# none", 11, ERROR, "a mask without the other one"},
         {4, "channels = 16", 10, ERROR, "8 channels in SNT.mask, and channels = 16"},
         // what is missing
@@ -248,10 +257,13 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {23, "# none", 20, ERROR, "2 polynomials (c0, c1, ... without a gap) for 3 measures"},
         {23, "c2 = 1|0\nc4 = 1|0", 24, ERROR, "not read: c3 is missing"},
         // names
-        {5, "generatorcount = 1", 5, ERROR, "unknown key, did you mean generatorCount?"},
-        {5, "genratorCuont = 1", 5, ERROR, "unknown key, did you mean generatorCount?"},
-        {5, "maxPower = 1", 5, ERROR, "not read in [config], but in [amplifier]"},
-        {5, "boards = 1", 5, WARNING,
+        {8, "amplifierCount = 1\ngeneratorcount = 1", 9, ERROR,
+         "unknown key, did you mean generatorCount?"},
+        {8, "amplifierCount = 1\ngenratorCuont = 1", 9, ERROR,
+         "unknown key, did you mean generatorCount?"},
+        {8, "amplifierCount = 1\nmaxPower = 1", 9, ERROR,
+         "not read in [config], but in [amplifier]"},
+        {8, "amplifierCount = 1\nboards = 1", 9, WARNING,
          "unknown key, not read; known in [config]: ip, port, channels"},
         {24, "C3 = 1|0", 24, ERROR, "unknown key, did you mean c3?"},
         {1, "port = 1\n[config]", 1, ERROR,
@@ -266,16 +278,17 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAGeneratorOnce) {
         {4, "channels = 8\nchannels = 9", 5, ERROR, "again, and not read: line 4 counts, with '8'"},
         {4, "channels = 8\nchannels = 8", 5, WARNING, "line 4 counts, with the same value"},
         // lines
-        {5, "generatorCount", 5, ERROR,
+        {8, "amplifierCount = 1\ngeneratorCount", 9, ERROR,
          "neither a comment nor a section nor 'key = value': 'generatorCount'"},
-        {5, "= 1", 5, ERROR, "no key in front of the value"},
-        {5, "*/", 5, ERROR, "no comment is open"},
-        {5, "[x]\n", 5, ERROR, "a section's name has at least two characters"},
+        {8, "amplifierCount = 1\n= 1", 9, ERROR, "no key in front of the value"},
+        {8, "amplifierCount = 1\n*/", 9, ERROR, "no comment is open"},
+        {8, "amplifierCount = 1\n[x]\n", 9, ERROR, "a section's name has at least two characters"},
         {13, "[thresholds", 13, ERROR, "the ']' behind the section's name is missing", 1},
         {13, "[thresholds] minAMP = 1", 13, ERROR, "behind the ']' isn't read: ' minAMP = 1'"},
         {24, "/* levels */", 24, ERROR, "'*/' ends a comment at the start of a line only"},
-        {5, "/*\n*/ port = 1", 6, ERROR, "what stands behind '*/' isn't read"},
-        {5, "# one\rgeneratorCount = 1", 5, ERROR, "a carriage return alone doesn't end a line"},
+        {8, "amplifierCount = 1\n/*\n*/ port = 1", 10, ERROR, "what stands behind '*/' isn't read"},
+        {8, "amplifierCount = 1\n# one\rgeneratorCount = 1", 9, ERROR,
+         "a carriage return alone doesn't end a line"},
         {19, "maxPower = 5 \xE2\x82\xAC", 19, ERROR, "beyond ASCII are skipped"},
         {14,
          "maxAMP = \xE2\x88\x92"
@@ -294,7 +307,8 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAMechanicalSystemOnce) 
         {4, "initOrder = 0|1", 4, ERROR,
          "Invalid axis identifier in [Global].initOrder (1), ignored."},
         {4, "initOrder = 0|0", 4, ERROR, "Duplicate axis identifier"},
-        {4, "initOrder = 0;1", 4, WARNING, "a comment needs a line of its own"},
+        {4, "initOrder = 0;1;2", 4, ERROR, "';1;2' behind the number isn't read"},
+        {4, "initOrder = 0 ;1", 4, WARNING, "a comment needs a line of its own"},
         {6, "[Axis0/board]", 6, ERROR, "unknown section, did you mean [Axis0/Board]?", 1},
         {5, "[Axis7]", 5, ERROR,
          "unknown section, nothing in it is read; known: Axis0, Axis1, Axis2, "},
@@ -319,6 +333,10 @@ TEST_F(DefinitionChecks, TellEachMistakeInTheDefinitionOfAMechanicalSystemOnce) 
         {17, "toleranceTarget = 256", 17, ERROR, "expected a whole number from 0 to 255 (Param"},
         {19, "inverted = on", 19, ERROR,
          "neither true nor false; expected true or false; read as 'false'"},
+        {19, "inverted = 0x1", 19, ERROR,
+         "'x1' behind the number isn't read; expected true or false; read as 'false'"},
+        {19, "inverted = 01", 19, ERROR, "'1' behind the number isn't read"},
+        {19, "inverted = 1 # yes", 19, WARNING, "a comment needs a line of its own"},
         {19, "inverted = nothing", 19, WARNING,
          "only its beginning is looked at; expected true or false; read as 'false'"},
         {21, "name = slide # x", 21, WARNING, "a comment needs a line of its own"},
@@ -453,6 +471,19 @@ TEST_F(DefinitionChecks, StandAnyBytes) {
     EXPECT_FALSE(checked.checkFile("/nowhere/generator.ini"));
     EXPECT_EQ(described(checked), "0 error [] : the file can't be opened\n");
     EXPECT_FALSE(checked.checkFile(sourceTree().c_str())); // a folder
+}
+
+TEST_F(DefinitionChecks, StandManyOddKeysAndStillTellWhatIsRefused) {
+    for (const char* const value : {"", "1|0"}) {
+        std::string text = "[coeffs0]\n";
+        for (int i = *value == '\0' ? 0 : 1; i < 60000; ++i) {
+            text += "c" + std::to_string(i) + "=" + value + "\n";
+        }
+        DefinitionCheck checked;
+        EXPECT_FALSE(check(checked, text));
+        EXPECT_LE(checked.findings().size(), 3 * (DefinitionCheck::MAX_FINDINGS + 1));
+        EXPECT_NE(described(checked).find("m_generatorHost != nullptr"), std::string::npos);
+    }
 }
 
 // What would be refused is told by the loaders' own steps, gone through to the end: they must come

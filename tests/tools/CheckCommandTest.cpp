@@ -88,7 +88,7 @@ TEST_F(CheckCommandTest, TellsTheLinesOfEachFileAndWhetherItIsGood) {
                bad + ":4: error: the ']' behind the section's name is missing: '[ampli'\n");
     expectPart(result.out,
                bad + ": note: no checksum (fus-tool checksum update adds one)\n" + bad +
-                   ": definition of a generator: 5 errors, 1 warning; it does not load\n");
+                   ": definition of a generator: 5 errors, 3 warnings; it does not load\n");
     expectPart(result.out, "[Axis0/Board] kP: '1.2 ; mild': a comment needs a line of its own;");
     expectPart(result.out, odd + ": definition of a mechanical system: 0 errors, 1 warning; it "
                                  "loads; checksum right\n");
@@ -241,6 +241,9 @@ TEST_F(CheckCommandTest, TellsWhatItKnowsWhenTheGeneratorDoesNotAnswer) {
     EXPECT_EQ(none.code, 1);
     expectPart(none.out, "definition of a generator: good; it loads\n");
     expectPart(none.err, "fus-tool check: no generator answers at ");
+    const ToolRun json({"check", "--json", file, "--host", gone});
+    EXPECT_EQ(json.code, 1);
+    expectPart(json.out, "\"ok\": false");
     generator.simulator.addFault("missing:command=CMD_BACKPANEL_CONFIG");
     const std::string masks =
         make("g.ini", with(ScratchDirectory::content(file), "# [backpanel]",
@@ -255,9 +258,11 @@ TEST_F(CheckCommandTest, TellsWhatItKnowsWhenTheGeneratorDoesNotAnswer) {
     const unsigned forConnect = FUS::getInstance().getTotalReceived();
     FUS::getInstance().disconnect();
     generator.simulator.addFault("close-at:byte=" + std::to_string(forConnect + 100));
-    const ToolRun broken({"check", masks, "--host", generator.address()});
+    const ToolRun broken({"check", masks, shipped("mechanics.ini"), "--host", generator.address()});
     EXPECT_EQ(broken.code, 1);
     expectPart(broken.out, "g.ini: error: the comparison broke off: ");
+    expectPart(broken.out, "mechanics.ini: error: the comparison broke off: ");
+    EXPECT_EQ(broken.out.find("compared with"), std::string::npos) << broken.out;
 }
 
 } // namespace

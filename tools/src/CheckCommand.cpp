@@ -46,7 +46,7 @@ class Loaded {
 public:
     Loaded(Loader& loader, const std::string& file) : m_loader(loader) {
         if (!loader.loadDefinition(file.c_str())) {
-            throw ToolError(printable(file) + ": was changed by somebody else meanwhile");
+            throw ToolError("the file was changed by somebody else meanwhile");
         }
     }
     ~Loaded() { m_loader.clearDefinition(); }
@@ -95,14 +95,15 @@ public:
         if (!m_report.isLoadable) {
             return;
         }
-        m_report.comparedWith = link.address().text();
         try {
             take(m_report.kind == DefinitionCheck::KIND_GENERATOR
                      ? differencesOfGenerator(link, m_report.file)
                      : differencesOfMechanics(link, m_report.file));
+            m_report.comparedWith = link.address().text();
         } catch (const FUSException& error) {
-            add(DefinitionCheck::SEVERITY_ERROR, "", "",
-                std::string("the comparison broke off: ") + error.message());
+            breakOff(error.message());
+        } catch (const ToolError& error) {
+            breakOff(error.what());
         }
     }
 
@@ -128,6 +129,10 @@ private:
         }
     }
 
+    void breakOff(const std::string& why) {
+        add(DefinitionCheck::SEVERITY_ERROR, "", "", "the comparison broke off: " + why);
+    }
+
     void take(const std::vector<Finding>& differences) {
         for (const Finding& difference : differences) {
             add(difference.severity, difference.section, difference.key, difference.text);
@@ -150,11 +155,11 @@ void compareAll(const Arguments& arguments, std::vector<std::unique_ptr<CheckedF
     }
 }
 
-/// Whether all are good.
+/// Whether all are good, and all that was asked for was done.
 bool printAll(const Arguments& arguments, const std::vector<std::unique_ptr<CheckedFile>>& files,
-              std::ostream& out) {
+              bool isComplete, std::ostream& out) {
     std::vector<CheckReport> reports;
-    bool good = true;
+    bool good = isComplete;
     for (const auto& file : files) {
         reports.push_back(file->report());
         good = good && reports.back().isGood(arguments.has("--strict"));
@@ -184,11 +189,11 @@ int runCheck(const Arguments& arguments, Console& console) {
             compareAll(arguments, files);
         } catch (
             const ToolError&) { // no generator: what is known of the files is told all the same
-            printAll(arguments, files, console.out);
+            printAll(arguments, files, false, console.out);
             throw;
         }
     }
-    return printAll(arguments, files, console.out) ? EXIT_YES : EXIT_NO;
+    return printAll(arguments, files, true, console.out) ? EXIT_YES : EXIT_NO;
 }
 
 } // namespace fus::tool

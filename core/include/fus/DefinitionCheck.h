@@ -40,7 +40,8 @@ public:
 
     /// A larger text [bytes] isn't looked into: no definition has as much to say.
     static constexpr std::size_t MAX_SIZE = 1048576;
-    /// Of each sort (lines that can't be read, keys, values) only so many findings are kept.
+    /// Of each sort (lines that can't be read, keys and values, what they miss together) only so
+    /// many findings are kept.
     static constexpr std::size_t MAX_FINDINGS = 100;
 
     DefinitionCheck();

@@ -17,7 +17,8 @@ class FUS;
 /// (`DefinitionCheck::lineOf` gives their line). An error is what the hardware is, or measures,
 /// otherwise than the definition says; a warning what applying the definition would change, and
 /// what it can't apply to this generator. What can't be asked for is an error with the reason. A
-/// generator whose link breaks throws `ERR_NOT_CONNECTED` or `ERR_SOCKET_WRITE`.
+/// generator whose link breaks throws `ERR_NOT_CONNECTED` or `ERR_SOCKET_WRITE`, or `ERR_TIMEOUT`
+/// if an answer was awaited.
 ///
 /// Blocks until every question is answered, each for at most the default answer time-out. Not to be
 /// called by what runs on the reader thread.

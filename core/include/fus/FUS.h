@@ -113,7 +113,8 @@ public:
     BoardAMP getBoardAMP(unsigned index) const;
     BoardMOT getBoardMOT() const;
     /// Keeps the description of this connection: while the result lives, handles that come from it
-    /// and the text of `getInitString` may be used, also when the link is lost meanwhile.
+    /// and the text of `getInitString` may be used, also when the link is lost meanwhile. Never
+    /// null: without an open connection it throws `ERR_NOT_CONNECTED`.
     std::shared_ptr<const void> holdDescription() const;
     /// What is connected; `GEN_UNKNOWN` without a connection or before protocol 3.
     gprotocol::GenType simulatorType() const;

@@ -61,18 +61,26 @@ public:
     bool sendConfig(bool force);
     bool isConfigSent() const;
 
-    /// A parameter of the board that isn't what the definition says.
+    /// A parameter of the board that isn't what the definition says. It owns its values, and its
+    /// texts live as long as the library: it outlives link and definition.
     struct ConfigDifference {
-        unsigned actuator;
+        unsigned actuator; ///< index, below `getActuatorCount()`
         mprotocol::MechParam param;
         const char* section; ///< "Board" or "FUS", the definition's section inside of the axis's
         const char* key;     ///< of the definition
-        std::string found;   ///< in the board
-        std::string expected;
+        /// In the board, as the definition would write it and in the definition's unit; where the
+        /// board counts otherwise, the board's unit stands behind it: "2 step/ms".
+        std::string found;
+        std::string expected; ///< by the definition, written likewise
     };
 
     /// Compares the board with the definition by reading alone: what `sendConfig(false)` would look
-    /// at, to the end. Empty without a definition.
+    /// at, to the end. Empty without a definition, also without a connection.
+    ///
+    /// Blocks for an answer to each parameter of each axis. With the first that fails, what was
+    /// found is lost: `ERR_NOT_CONNECTED`; `ERR_TIMEOUT`, also of a link that is lost meanwhile;
+    /// `ERR_PACKET`; the hardware code of a refusal; `ERR_MECH_NO_CONFIG` if the definition is
+    /// cleared or another one is loaded meanwhile. Any thread but the reader thread.
     std::vector<ConfigDifference> readConfigDifferences();
 
     /// What `sendConfig` has read from the board: how many axes it supports, and how many moves
