@@ -39,7 +39,7 @@ const std::vector<Command>& commands() {
          {},
          withLink({{"--all", nullptr, "a line for each board, with its unique id and firmware"},
                    {"--json", nullptr, "print JSON"},
-                   {"--export", "FILE", "write the library's own JSON document about the system"},
+                   {"--export", "FILE", "write the library's own document, in the manner of JSON"},
                    {"--ini", "FILE",
                     "write the text by which the generator describes itself;\n"
                     "fus-simulator --description FILE simulates it"}}),
