@@ -122,6 +122,7 @@ int readAction(const Arguments& arguments, Console& console) {
     const auto sources = wantedSources(arguments.value("--source", BOTH));
     return overBackPanel(arguments, [&](const Link& link) {
         std::vector<Found> all;
+        all.reserve(sources.size());
         for (const SourceRow* const source : sources) {
             all.push_back({source, readWiring(link, source->storage)});
         }

@@ -28,7 +28,7 @@ Options withLink(Options options) {
 } // namespace
 
 const std::vector<Command>& commands() {
-    static const std::vector<Command> TABLE = {
+    static const std::vector<Command> table = {
         {"info",
          "what is connected: boards, versions, measures, limits",
          "HOST[:PORT]",
@@ -113,7 +113,7 @@ const std::vector<Command>& commands() {
               {"--json", nullptr, "print JSON"}}),
          runChecksum},
     };
-    return TABLE;
+    return table;
 }
 
 } // namespace fus::tool
