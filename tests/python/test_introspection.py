@@ -25,8 +25,6 @@ def sent_lines(protocol):
     lines = []
     with open(description(protocol), encoding="utf-8") as file:
         for line in map(str.strip, file):
-            if line.startswith("[simulator"):
-                break
             if line and line[0] not in "#;":
                 lines += [""] if line[0] == "[" and lines else []
                 lines.append(line)
