@@ -55,9 +55,10 @@ class SimulatorProgram(unittest.TestCase):
 
     def test_serves_the_description_it_is_given(self):
         text = "[UPB00]\nprotocol_version = 3.1\nmax_nb_buffers = 1\nmax_nb_shots = 1\n" \
-               "[BKP]\nsnt_chr = 1\namp_chr = 1\n[SNT00]\nbm = 1\n[AMP00]\nbm = 1\nch = vrf1\n"
+               "[BKP]\nsnt_chr = 1\namp_chr = 1\n[SNT00]\nbm = 1\n[AMP00]\nbm = 1\nch = vrf1\n" \
+               "[simulator]\nload_q = 1\n"
         with tempfile.NamedTemporaryFile("w", suffix=".ini", delete=False) as file:
-            file.write(text + "[simulator]\nload_q = 1\n")
+            file.write(text)
         self.addCleanup(os.remove, file.name)
         process = start("--description", file.name)
         with socket.create_connection(("127.0.0.1", port_of(process))) as link:
