@@ -19,11 +19,6 @@ def run(*options):
     return process.returncode, process.stdout, process.stderr
 
 
-def start(*options):
-    return subprocess.Popen([SIMULATOR, "--port", "0"] + list(options), stdout=subprocess.PIPE,
-                            universal_newlines=True)
-
-
 def port_of(process):
     line = process.stdout.readline()
     found = re.match(r"fus-simulator listening on 127\.0\.0\.1:(\d+)\n$", line)
@@ -35,16 +30,21 @@ def port_of(process):
 @unittest.skipUnless(SIMULATOR, "FUS_SIMULATOR doesn't name a program")
 class SimulatorProgram(unittest.TestCase):
 
+    def start(self, *options):
+        process = subprocess.Popen([SIMULATOR, "--port", "0"] + list(options),
+                                   stdout=subprocess.PIPE, universal_newlines=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.kill)  # of a test that fails halfway
+        return process
+
     def end(self, process, number):
         process.send_signal(number)
-        code = process.wait(PATIENCE_S)
-        process.stdout.close()
-        return code
+        return process.wait(PATIENCE_S)
 
     def test_ends_cleanly_on_either_signal_with_and_without_a_client(self):
         for number in (signal.SIGINT, signal.SIGTERM):
             for with_client in (False, True):
-                process = start("--time-scale", "0")
+                process = self.start("--time-scale", "0")
                 port = port_of(process)
                 link = socket.create_connection(("127.0.0.1", port)) if with_client else None
                 if link:
@@ -60,7 +60,7 @@ class SimulatorProgram(unittest.TestCase):
         with tempfile.NamedTemporaryFile("w", suffix=".ini", delete=False) as file:
             file.write(text)
         self.addCleanup(os.remove, file.name)
-        process = start("--description", file.name)
+        process = self.start("--description", file.name)
         with socket.create_connection(("127.0.0.1", port_of(process))) as link:
             size, = struct.unpack(">I", link.recv(4, socket.MSG_WAITALL))
             self.assertEqual(text.encode(), link.recv(size, socket.MSG_WAITALL))
